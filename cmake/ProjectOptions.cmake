@@ -1,0 +1,40 @@
+# What every target of the project is compiled with. Each target links `project_options`.
+add_library(project_options INTERFACE)
+target_compile_features(project_options INTERFACE cxx_std_20)
+target_compile_options(project_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Werror)
+target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
+# Everything is hidden unless it is marked for export; all code may end up in a shared library.
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(project_options INTERFACE -Wthread-safety)
+endif()
+
+if(MTPSERVICE_SANITIZE)
+    target_compile_options(project_options INTERFACE -fsanitize=${MTPSERVICE_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
+    target_link_options(project_options INTERFACE -fsanitize=${MTPSERVICE_SANITIZE})
+endif()
+
+find_package(Threads REQUIRED)
+find_package(ICU REQUIRED COMPONENTS uc i18n)
+find_package(LibXml2 REQUIRED)
+find_package(fmt REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(nlohmann_json REQUIRED)
+
+# mtp_add_test(name SOURCES file... LINKS target...): one GoogleTest binary, one ctest entry per binary.
+function(mtp_add_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE project_options ${ARG_LINKS} GTest::gtest GTest::gtest_main)
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 300)
+    endif()
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()
