@@ -17,10 +17,10 @@ public:
     static std::shared_ptr<MediaLibrary> sharedInstance();
     static void setSharedInstance(std::shared_ptr<MediaLibrary> library);
 
-    /// The media information of the file at `filePath`, or nothing when there is none to tell. The answer is sent in place
-    /// of `info` (the caller's content dictionary), so it must hold "FilePath" and "MediaType" (the media type bit set:
-    /// 0x1000001 MP3, 0x2000001 MPEG, 0x4000001 JPEG …) beside the metadata keys ("Title", "Artist", "Album", "Genre",
-    /// "TrackNo", "PlayLength" in seconds, "Bitrate" in bits per second, "Width", "Height" in pixels …).
+    /// The media information of the file at `filePath`, or nothing when there is none to tell. The answer is sent in
+    /// place of `info` (the caller's content dictionary), so it must hold "FilePath" and "MediaType" (the media type
+    /// bit set: 0x1000001 MP3, 0x2000001 MPEG, 0x4000001 JPEG …) beside the metadata keys ("Title", "Artist", "Album",
+    /// "Genre", "TrackNo", "PlayLength" in seconds, "Bitrate" in bits per second, "Width", "Height" in pixels …).
     [[nodiscard]] virtual std::optional<platform::Dictionary> getMediaInfo(const std::string& filePath,
                                                                            const platform::Dictionary& info) = 0;
 };

@@ -17,14 +17,14 @@
 
 /// The only caller of the MTP library: reads its records, walks its trees by path, moves files and changes nodes.
 ///
-/// Results are library statuses (0 success), nodes (null when not found) or flags; nothing raises. Failures are logged at
-/// level 3. `error` arguments may be null; they receive the library's status or one of the codes below. All nodes belong
-/// to the library. A node ID is a node's handle written with "%X"; text that names no live node counts as "not there".
-/// Device paths are "/friendly name/storage label/folders…/name"; names compare without regard to case. Storage names
-/// are a label or a volume path ("/friendly name/label").
+/// Results are library statuses (0 success), nodes (null when not found) or flags; nothing raises. Failures are logged
+/// at level 3. `error` arguments may be null; they receive the library's status or one of the codes below. All nodes
+/// belong to the library. A node ID is a node's handle written with "%X"; text that names no live node counts as "not
+/// there". Device paths are "/friendly name/storage label/folders…/name"; names compare without regard to case. Storage
+/// names are a label or a volume path ("/friendly name/label").
 ///
-/// Threads: the library serialises itself, but sequences of calls belong together, so callers hold classMonitor() around
-/// each call or short group of calls. The folder cache is guarded by it too.
+/// Threads: the library serialises itself, but sequences of calls belong together, so callers hold classMonitor()
+/// around each call or short group of calls. The folder cache is guarded by it too.
 class MtpControl {
 public:
     using NodeID = std::optional<std::string>;
@@ -181,8 +181,8 @@ public:
     /// The MTP object format code of a media type bit set.
     [[nodiscard]] std::uint16_t setMediaFileFormat(std::uint32_t mediaType) const;
     /// New records in record memory, zero but for what the dictionary gives; null when memory runs out. They go back
-    /// through releaseMTPMediaFileInfo; the music record's description text alone stays the caller's (its pointer in the
-    /// record is filled oddly): it is handed out in `description`, to be freed with mtpRecordFree.
+    /// through releaseMTPMediaFileInfo; the music record's description text alone stays the caller's (its pointer in
+    /// the record is filled oddly): it is handed out in `description`, to be freed with mtpRecordFree.
     [[nodiscard]] _MTP_MEDIA_FILE_INFO* consistOfMusicData(const platform::Dictionary& data,
                                                            std::uint16_t** description);
     [[nodiscard]] _MTP_MEDIA_FILE_INFO* consistOfVideoData(const platform::Dictionary& data);

@@ -12,8 +12,9 @@
 
 /// Counts the files and bytes of one request and posts them as notifications on the default centre.
 ///
-/// Byte and file counting synchronise on the notifier and post while inside, on the calling thread: an observer must not
-/// wait for another thread that counts on the same notifier. Setters copy; all methods may be called from any thread.
+/// Byte and file counting synchronise on the notifier and post while inside, on the calling thread: an observer must
+/// not wait for another thread that counts on the same notifier. Setters copy; all methods may be called from any
+/// thread.
 class MTPSERVICE_EXPORT QDMtpDeviceNotifier {
 public:
     using Text = std::optional<std::string>;

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "device/MTPService/MediaType.h"
+#include "platform/Export.h"
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+class MTPServicePrivate;
+class QDMtpDeviceNotifier;
+class VXDeviceConfirmDelegate;
+struct _MTP_COMMON_NODE;
+struct _MTP_STORAGE_NODE;
+
+/// The file service of one portable device. The application creates one per device, selects the device by its location
+/// ID
+/// ("%X" of the 32-bit USB location) and calls it from its own threads.
+///
+/// Queries run at once on the calling thread. Content operations are queued and run one by one on the service's worker
+/// thread; every one takes a service ID of the caller's choice, answers true whatever happens, and reports through
+/// notifications on the default centre: "VXLUMO_NOTI_TRANSFER_PROGRESS" and "VXLUMO_NOTI_MEDIA_TRASFER_RESULT"
+/// (docs/notifications.md has their keys). A request that cannot be queued is reported as a progress notification with
+/// transfer status 3. Device events arrive as "VXLUMO_NOTI_MTP_NOTIFY_EVENT".
+///
+/// All methods may be called from any thread unless they say otherwise; none throws except cancelFileAction and
+/// emptyQueue. Device paths are "/friendly name/storage label/folders…/name"; sizes are bytes.
+///
+/// Destroying the object cancels what is queued, waits for the running job and ends the worker. Destroyed by that job
+/// itself (in a notification handler), it does not wait: the worker keeps what it needs and ends after the job.
+class MTPSERVICE_EXPORT MTPService {
+public:
+    using Text = std::optional<std::string>;
+
+    /// A service with all its caches; select a device with setLocationID.
+    MTPService();
+    /// A service for one device at once, without the caches of the storage queries: prefer the default constructor.
+    explicit MTPService(const Text& locationID);
+    ~MTPService();
+    MTPService(const MTPService&) = delete;
+    MTPService& operator=(const MTPService&) = delete;
+
+    // The device
+    /// Selects the attached device with this location ID and loads its storages. A missing ID selects none.
+    void setLocationID(const Text& locationID);
+    [[nodiscard]] Text locationID() const;
+    [[nodiscard]] Text getCurrentLocationId() const;
+    [[nodiscard]] Text modelName() const;
+    /// 1 once the service is being torn down or its device is gone, else 0.
+    [[nodiscard]] std::uint8_t getReleaseState() const;
+    /// Looks for devices again; false without a device list or when the library fails.
+    bool refreshDeviceList();
+    /// Marks the device list to be given back when the service is destroyed.
+    void releaseDeviceHeadNode();
+    [[nodiscard]] bool deviceNodeHeadExist();
+    /// The device is gone: refuses further requests (when it is this service's device) and waits for a running job,
+    /// also for another device's ID. Not to be called on the worker thread.
+    void disconnectDevice(const Text& locationID);
+    /// Asks the library for this device's events; false when neither kind of callback could be registered.
+    bool registerNotifyEvent();
+    /// The delegate is not kept alive; null is ignored.
+    void setConfirmDelegate(const std::shared_ptr<VXDeviceConfirmDelegate>& delegate);
+    /// Handles one device event (MTP event code) and answers the library's status.
+    std::int32_t processCallbackEvent(std::uint32_t eventCode, _MTP_COMMON_NODE* targetNode, void* handle);
+
+    // Queued content operations. `contents` are content dictionaries ("FilePath", "FileName", …).
+    bool copyContentsMacToDevice(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                 std::uint32_t mediaType, std::uint32_t storageIndex);
+    bool copyContentsMacToDevice(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                 std::uint32_t mediaType, std::uint32_t storageIndex, const Text& playlistName);
+    bool copyContentsDeviceToMac(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                 const Text& destinationPath, std::uint32_t mediaType, const Text& playlistName);
+    bool copyContentsDeviceToDevice(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                    const Text& srcLocationId, const Text& destLocationId, std::uint32_t mediaType,
+                                    std::uint32_t destStorageIndex);
+    bool deleteContents(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                        std::uint32_t mediaType, std::uint32_t diskIndex);
+    bool syncContents(std::uint32_t serviceID, const std::optional<platform::Array>& contents, std::uint32_t mediaType,
+                      bool isStartInternal);
+    bool addContentsToPlaylist(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                               std::uint32_t mediaType, const Text& playlistName);
+    bool deleteContentsAtPlaylist(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                  std::uint32_t mediaType, const Text& playlistName);
+    /// The local path when an up-to-date copy is there already; otherwise queues the copy and answers nothing.
+    Text copyContentToPlay(std::uint32_t serviceID, std::uint32_t diskIndex, std::uint32_t mediaType,
+                           const platform::Dictionary& fileInformation);
+
+    // Cancelling
+    /// Takes the ID's queued requests out (one cancel notification each); a running job of that ID stops by itself.
+    /// May throw std::out_of_range when several IDs are pending; the cancellation has taken effect even so.
+    void cancelFileAction(std::uint32_t serviceID);
+    void emptyQueue();
+    bool emptyQueue(std::uint32_t serviceID);
+    [[nodiscard]] bool isCancelServiceId(std::uint32_t serviceID) const;
+    bool removeCancelServiceId(std::uint32_t serviceID);
+    /// Tells the worker to end after the job that it runs. Always true.
+    bool exitServiceThread();
+
+    // Storages (dictionaries: docs/storages.md)
+    /// "MN" the model name, "HVID" the hidden volumes as NAME:ID pairs joined by ",".
+    void setDeviceInformation(const std::optional<platform::Dictionary>& information);
+    /// Asks the device for its storages, makes their default folders and rebuilds the service's list; nothing on
+    /// failure.
+    std::optional<platform::Array> storageInfoLists();
+    /// The service's list with default folders, or storageInfoLists() while it is empty.
+    std::optional<platform::Array> diskInformation();
+    [[nodiscard]] std::optional<platform::Array> storageInformation() const;
+    void addDiskInformation(const std::optional<platform::Dictionary>& information);
+    void removeDiskInformation(const std::optional<platform::Dictionary>& information);
+    /// Bytes; answered from memory while a transfer runs. The first argument is not used.
+    std::uint64_t totalSpace(unsigned long unused, std::uint32_t diskIndex);
+    std::uint64_t freeSpace(unsigned long unused, std::uint32_t diskIndex);
+    [[nodiscard]] std::uint64_t storageTotalSpace(const Text& volumePath) const;
+    [[nodiscard]] std::uint64_t storageUsedSpace(const Text& volumePath) const;
+    void setStorageTotalSpace(const Text& volumePath, std::uint64_t totalSize);
+    void setStorageUsedSpace(const Text& volumePath, std::uint64_t usedSize);
+    [[nodiscard]] Text storagePath(unsigned long diskIndex) const;
+    Text storagePathWithOption(bool isInternal, std::uint32_t* index) const;
+    bool hiddenVolumeInfo(const Text& volumeID);
+    _MTP_STORAGE_NODE* hiddenStorageInfo(std::uint32_t storageID);
+    void releaseHiddenStorage();
+    /// Free bytes of the local volume that holds a local path.
+    [[nodiscard]] std::uint64_t volumeFreeSpace(const Text& path) const;
+
+    // Default folders
+    void setDefaultMediaInfo(const platform::Array& storages);
+    [[nodiscard]] Text defaultMediaPath(std::uint32_t diskIndex, std::uint32_t mediaType) const;
+    [[nodiscard]] Text defaultMediaID(const Text& path, std::uint32_t mediaType) const;
+    void setDefaultMediaID(const Text& path, std::uint32_t mediaType, const Text& defaultID);
+    Text mediaDefaultNode(const Text& path, std::uint32_t mediaType);
+    Text createDefaultMediaFolder(const Text& path);
+
+    // Files
+    /// Media information of a device file by its path; nothing when there is none. The first argument is not used.
+    std::optional<platform::Dictionary> mediaFileInfoFromDevice(const Text& unused, const Text& destinationPath);
+    void mediaFileInfo(const Text& path, const Text& fileNode, std::optional<platform::Dictionary>& info);
+    /// Whether the local copy of a device file ("FilePath") exists with the device file's size; the file's node in
+    /// returnNode. The first three arguments are not used.
+    bool isExistContentFromMac(std::uint32_t serviceID, std::uint32_t diskIndex, std::uint32_t mediaType,
+                               const platform::Dictionary& fileInformation, Text* returnNode);
+    [[nodiscard]] std::string convertAvailableFileName(const std::string& name) const;
+    [[nodiscard]] std::string convertAvailableString(const std::string& path) const;
+    [[nodiscard]] std::uint64_t getLocalFileSize(const Text& path) const;
+    [[nodiscard]] std::uint64_t totalMediaFileSize(const std::optional<platform::Array>& contents) const;
+
+    // Progress (called by the library's callback and by jobs)
+    bool transferProgressInfoEx(const std::shared_ptr<QDMtpDeviceNotifier>& notifier, std::uint64_t maxTransferSize,
+                                std::uint64_t currentTransferSize);
+    bool transferProgressInfo(const std::shared_ptr<QDMtpDeviceNotifier>& notifier, std::uint32_t maxTransferSize,
+                              std::uint32_t currentTransferSize);
+    /// Posts a progress notification from a thread of its own.
+    void sendMtpTransferEvent(std::uint32_t serviceID, const Text& locationId, std::uint32_t mediaType,
+                              std::uint32_t currentTransfer, std::uint32_t maxTransfer, std::uint32_t failTransfer,
+                              const Text& fileName, const Text& deviceName, std::uint32_t currentProgress,
+                              std::uint32_t maxProgress, std::uint32_t transferStatus);
+    void sendCancelProgressEvent(std::uint32_t serviceID, const Text& locationId, std::uint32_t mediaType,
+                                 std::uint32_t currentFile, std::uint32_t maxFile, std::uint32_t transferStatus);
+
+private:
+    std::shared_ptr<MTPServicePrivate> _private;
+};
+
+/// The service that was created last; null once that one is gone.
+extern "C" MTPSERVICE_EXPORT MTPService* gMtpService;
+
+// Called by the MTP library.
+extern "C" {
+/// A device event; context is the location ID (a zero-terminated text) given at the registration.
+MTPSERVICE_EXPORT std::uint32_t NotifyCallback(std::uint32_t eventCode, void* context);
+/// A device event for a service, which the context given at the registration leads to.
+MTPSERVICE_EXPORT std::uint32_t NotifyCallbackEx(std::uint32_t eventCode, _MTP_COMMON_NODE* targetNode, void* handle,
+                                                 void* context);
+/// Byte progress of the current file; context is a platform::Dictionary with "CallbackObject" and "CallbackContext".
+/// Answers 0 to go on, 0x10000007 to stop.
+MTPSERVICE_EXPORT std::uint32_t DeviceProgressCallbackEx(std::uint64_t current, std::uint64_t total, void* context);
+}
