@@ -5,6 +5,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,6 +23,7 @@ public:
     FormatArgument(const char* text);
     FormatArgument(const std::optional<std::string>& text);
     FormatArgument(std::u16string_view text);
+    FormatArgument(const char16_t* text);
     FormatArgument(const Value& value)
         : _value(value.description()) {}
     FormatArgument(const Dictionary& value)
@@ -49,7 +51,8 @@ private:
 /// Expands a printf-like text whose arguments are typed: %@ and %s text, %S UTF-16 text, %d %ld %u numbers, %x %X (with
 /// width and zero padding, "%08x") hexadecimal, %p pointers, %% a percent sign. A missing text prints "(null)". An
 /// argument of another kind than its conversion expects is printed in its own natural form; a conversion without
-/// argument stays as it stands. 32-bit conversions of negative numbers print their 32-bit two's complement.
+/// argument stays as it stands. 32-bit conversions of negative numbers print their 32-bit two's complement. Flags,
+/// width and precision are those of printf, without "*".
 [[nodiscard]] std::string formatText(std::string_view format, std::initializer_list<FormatArgument> arguments);
 
 template <typename... Arguments>

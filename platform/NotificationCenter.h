@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace platform {
 
@@ -20,9 +21,11 @@ struct Notification {
 /// Broadcasts notifications to observers on the posting thread, in the order in which the observers were added.
 ///
 /// Observers may be added and removed at any time, from any thread, also inside a handler. An observer added during a
-/// post is first called by the next one. A removed observer is never called again: removing from another thread waits
-/// until a call already under way has returned; removing inside the observer's own handler takes effect at its return.
-/// A handler may post. Handlers run under no lock of the centre.
+/// post is first called by the next one. A removed observer is never called again: removing waits until calls already
+/// under way on other threads have returned and the handler is destroyed. Only a thread that is itself inside a handler
+/// (this observer's or another's) does not wait, since two handlers that remove each other's observers would wait for
+/// ever: there the removal keeps further calls from starting, and a call under way ends in its own time.
+/// A handler may post. Handlers run under no lock of the centre; what a handler throws is caught and logged.
 class MTPSERVICE_EXPORT NotificationCenter {
 public:
     using Handler = std::function<void(const Notification&)>;

@@ -34,7 +34,7 @@ struct ObjectRef {
 /// Strings are UTF-8. Strings, arrays and dictionaries are shared between copies and immutable once inside a value,
 /// so copying and moving are cheap and values may be read from several threads at once.
 /// Reading the wrong kind answers "missing" (nullopt or null), never an exception; reading a number accepts any
-/// integer kind that holds it without loss.
+/// integer kind that holds it without loss, and a boolean as 0 or 1.
 class MTPSERVICE_EXPORT Value {
 public:
     enum class Kind { null, boolean, signedInteger, unsignedInteger, real, string, date, array, dictionary, object };
@@ -85,7 +85,7 @@ public:
     /// dictionaries, "(null)" for null.
     [[nodiscard]] std::string description() const;
 
-    /// Equality by value; integers compare by number whatever their kind.
+    /// Equality by value; numbers (booleans as 0 and 1 among them) compare by number whatever their kind.
     bool operator==(const Value& other) const;
 
 private:

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "platform/Files.h"
+
+#include "platform/AtomicFile.h"
+#include "platform/PosixFile.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <filesystem>
+#include <vector>
+
+namespace platform {
+
+namespace {
+
+std::error_code regularFileError(const struct stat& information) {
+    if (S_ISREG(information.st_mode)) {
+        return {};
+    }
+    return std::make_error_code(S_ISDIR(information.st_mode) ? std::errc::is_a_directory : std::errc::invalid_argument);
+}
+
+std::error_code openRegularFile(const Descriptor& source) {
+    struct stat information {};
+    if (!source || ::fstat(source.get(), &information) != 0) {
+        return lastSystemError();
+    }
+    return regularFileError(information);
+}
+
+/// Copies in the kernel for as long as the file systems go along; what is left, or goes wrong, is copyBlocks' affair.
+void copyRanges(int from, int to) {
+    constexpr std::size_t longest = std::size_t{1} << 30;
+    while (retryInterrupted([&] { return ::copy_file_range(from, nullptr, to, nullptr, longest, 0); }) > 0) {
+    }
+}
+
+/// Copies from the current position to the end.
+std::error_code copyBlocks(int from, AtomicFile& to) {
+    std::vector<std::byte> block(std::size_t{256} * 1024);
+    for (;;) {
+        const ssize_t size = retryInterrupted([&] { return ::read(from, block.data(), block.size()); });
+        if (size < 0) {
+            return lastSystemError();
+        }
+        if (size == 0) {
+            return {};
+        }
+        if (const auto error = to.write(std::span(block).first(static_cast<std::size_t>(size)))) {
+            return error;
+        }
+    }
+}
+
+} // namespace
+
+bool fileExists(const std::string& path) {
+    struct stat information {};
+    return isPath(path) && ::stat(path.c_str(), &information) == 0;
+}
+
+std::optional<std::uint64_t> fileSize(const std::string& path, std::error_code* error) {
+    struct stat information {};
+    std::error_code reason;
+    if (!isPath(path)) {
+        reason = std::make_error_code(std::errc::invalid_argument);
+    } else if (::stat(path.c_str(), &information) != 0) {
+        reason = lastSystemError();
+    } else {
+        reason = regularFileError(information);
+    }
+    if (error) {
+        *error = reason;
+    }
+    return reason ? std::nullopt : std::optional(static_cast<std::uint64_t>(information.st_size));
+}
+
+std::optional<std::uint64_t> fileSystemFreeSize(const std::string& path) {
+    struct statvfs information {};
+    if (!isPath(path) || retryInterrupted([&] { return ::statvfs(path.c_str(), &information); }) != 0) {
+        return std::nullopt;
+    }
+    return std::uint64_t{information.f_bavail} * information.f_frsize;
+}
+
+std::error_code createFolders(const std::string& path) {
+    if (!isPath(path)) {
+        return std::make_error_code(std::errc::invalid_argument);
+    }
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    return error;
+}
+
+std::error_code copyFile(const std::string& from, const std::string& to) {
+    if (!isPath(from)) {
+        return std::make_error_code(std::errc::invalid_argument);
+    }
+    // Not blocking: a pipe must be refused, not waited for.
+    const Descriptor source(
+        retryInterrupted([&] { return ::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
+    if (const auto error = openRegularFile(source)) {
+        return error;
+    }
+    AtomicFile target;
+    if (const auto error = target.open(to)) {
+        return error;
+    }
+    if (::ioctl(target.descriptor(), FICLONE, source.get()) != 0) {
+        copyRanges(source.get(), target.descriptor());
+        if (const auto error = copyBlocks(source.get(), target)) {
+            return error;
+        }
+    }
+    return target.commit();
+}
+
+std::error_code removeFile(const std::string& path) {
+    if (!isPath(path)) {
+        return std::make_error_code(std::errc::invalid_argument);
+    }
+    return ::unlink(path.c_str()) == 0 ? std::error_code() : lastSystemError();
+}
+
+} // namespace platform
