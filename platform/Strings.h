@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/Export.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -22,7 +24,7 @@ namespace platform {
 [[nodiscard]] std::string lowerCased(std::string_view text);
 
 /// The form under which two texts that differ only in case (or in composition) are equal: normalised, then folded.
-[[nodiscard]] std::string caseFolded(std::string_view text);
+[[nodiscard]] MTPSERVICE_EXPORT std::string caseFolded(std::string_view text);
 [[nodiscard]] std::u16string caseFolded(std::u16string_view text);
 [[nodiscard]] bool equalIgnoringCase(std::string_view left, std::string_view right);
 [[nodiscard]] bool containsIgnoringCase(std::string_view text, std::string_view part);
