@@ -100,8 +100,8 @@ public:
     bool exitServiceThread();
     /// Whether no request is queued or running. A request counts from the moment it is queued until its job has posted
     /// its last notification, without a gap in between; the transfer status of a notification is no such signal, since
-    /// a failing next-to-last file reports the end of its job early. A request that was lost (the queue was busy) leaves
-    /// the service idle without a notification.
+    /// a failing next-to-last file reports the end of its job early. A request that was lost (the queue was busy)
+    /// leaves the service idle without a notification.
     [[nodiscard]] bool isIdle() const;
 
     // Storages (dictionaries: docs/storages.md)
