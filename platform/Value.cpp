@@ -94,9 +94,10 @@ bool equalNumbers(const Value& left, const Value& right) {
 
 std::string arrayDescription(const Array& array) {
     std::string text = "(";
+    const char* separator = "";
     for (const Value& value : array) {
-        text += text.size() > 1 ? ", " : "";
-        text += value.description();
+        text += separator + value.description();
+        separator = ", ";
     }
     return text + ")";
 }
@@ -323,9 +324,10 @@ std::string Dictionary::description() const {
     std::sort(sorted.begin(), sorted.end(),
               [](const Entry* left, const Entry* right) { return *left->first < *right->first; });
     std::string text = "{";
+    const char* separator = "";
     for (const Entry* entry : sorted) {
-        text += text.size() > 1 ? "; " : "";
-        text += *entry->first + " = " + entry->second.description();
+        text += separator + *entry->first + " = " + entry->second.description();
+        separator = "; ";
     }
     return text + "}";
 }
