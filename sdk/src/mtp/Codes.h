@@ -143,6 +143,7 @@ namespace mtpsdk {
     ROW(0x300A, AVI)                          \
     ROW(0x300B, MPEG)                         \
     ROW(0x300C, ASF)                          \
+    ROW(0x300D, QuickTime)                    \
     ROW(0x3800, UndefinedImage)               \
     ROW(0x3801, EXIFJPEG)                     \
     ROW(0x3802, TIFFEP)                       \

@@ -89,7 +89,7 @@ public:
     void release(const void* memory);
     [[nodiscard]] std::size_t bytesInUse();
     [[nodiscard]] std::size_t bytesFrom(const void* memory);
-    [[nodiscard]] bool isBlock(const void* memory);
+    [[nodiscard]] bool copy(const void* memory, void* target, std::size_t size);
 
 private:
     struct Place {
@@ -283,10 +283,14 @@ std::size_t RecordMemory::bytesFrom(const void* memory) {
     return place.slab->usable(place.block) - place.offset;
 }
 
-bool RecordMemory::isBlock(const void* memory) {
+bool RecordMemory::copy(const void* memory, void* target, std::size_t size) {
     const platform::MutexLock lock(_mutex);
     const Place place = find(memory);
-    return place.slab != nullptr && place.offset == 0;
+    if (place.slab == nullptr || place.offset != 0 || place.slab->usable(place.block) < size) {
+        return false;
+    }
+    std::memcpy(target, memory, size);
+    return true;
 }
 
 /// Never destroyed: threads that outlive main may still hold records.
@@ -300,8 +304,8 @@ RecordMemory& recordMemory() {
 std::size_t recordBytesFrom(const void* memory) {
     return recordMemory().bytesFrom(memory);
 }
-bool isRecordBlock(const void* memory) {
-    return recordMemory().isBlock(memory);
+bool copyRecord(const void* memory, void* target, std::size_t size) {
+    return recordMemory().copy(memory, target, size);
 }
 
 } // namespace mtpsdk

@@ -11,7 +11,8 @@ namespace mtpsdk {
 /// record memory, or into a block that is free. Any pointer may be asked about; nothing is dereferenced.
 [[nodiscard]] std::size_t recordBytesFrom(const void* memory);
 
-/// Whether `memory` is the first byte of a live block.
-[[nodiscard]] bool isRecordBlock(const void* memory);
+/// Copies the first `size` bytes of the live block that begins at `memory`. false, and nothing is read, when there is
+/// none or it is shorter.
+[[nodiscard]] bool copyRecord(const void* memory, void* target, std::size_t size);
 
 } // namespace mtpsdk

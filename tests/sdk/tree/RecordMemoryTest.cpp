@@ -9,10 +9,14 @@
 #include <set>
 #include <thread>
 
-using mtpsdk::isRecordBlock;
 using mtpsdk::recordBytesFrom;
 
 namespace {
+
+bool isRecordBlock(const void* memory) {
+    char first = 0;
+    return mtpsdk::copyRecord(memory, &first, 1);
+}
 
 class RecordMemoryTest : public testing::Test {
 protected:

@@ -1,0 +1,391 @@
+// SPDX-License-Identifier: MIT
+#include "tree/NodeTree.h"
+
+#include "platform/Strings.h"
+#include "tree/RecordMemory.h"
+#include "tree/RecordTexts.h"
+
+#include <algorithm>
+
+namespace mtpsdk {
+namespace {
+
+/// Deeper than any path an application could write down; a device that nests further is making it up.
+constexpr unsigned greatestDepth = 128;
+
+std::uint32_t hashOf(std::u16string_view folded) {
+    std::uint32_t hash = 2166136261U;
+    for (const char16_t unit : folded) {
+        hash = (hash ^ unit) * 16777619U;
+    }
+    return hash;
+}
+
+std::uint32_t hashOfName(const std::u16string& name) {
+    return hashOf(platform::caseFolded(name));
+}
+
+std::uint32_t textSize(const std::u16string& text) {
+    return static_cast<std::uint32_t>(text.size() + 1);
+}
+
+void* memoryAt(std::uint32_t offset) {
+    return mtpRecordMemoryBase() + offset;
+}
+
+std::uint32_t offsetOf(const void* memory) {
+    return static_cast<std::uint32_t>(static_cast<const std::byte*>(memory) - mtpRecordMemoryBase());
+}
+
+} // namespace
+
+NodeTree::NodeTree(std::uint32_t locationId)
+    : _locationId(locationId) {}
+
+NodeTree::~NodeTree() {
+    const std::vector<NodeIndex> storages = _storages;
+    for (const NodeIndex storage : storages) {
+        remove(storage, Texts::freed);
+    }
+    for (const std::uint32_t memory : _retired) {
+        mtpRecordFree(memoryAt(memory));
+    }
+}
+
+NodeIndex NodeTree::nodeOf(const void* record) const {
+    _MTP_COMMON_NODE header{};
+    if (!copyRecord(record, &header, sizeof header)) {
+        return 0;
+    }
+    const std::uint32_t offset = offsetOf(record);
+    const std::lock_guard lock(_mutex);
+    const auto isIt = [&](NodeIndex node) { return _nodes[node].record == offset; };
+    const auto storage = std::find_if(_storages.begin(), _storages.end(), isIt);
+    return storage != _storages.end() ? *storage : _objects.find(header.Id, isIt);
+}
+
+NodeIndex NodeTree::object(std::uint32_t handle) const {
+    return _objects.find(handle, [&](NodeIndex node) { return _nodes[node].handle == handle; });
+}
+
+std::u16string NodeTree::name(NodeIndex node) const {
+    switch (_nodes[node].kind) {
+    case NodeKind::storage:
+        return readRecordText(record<_MTP_STORAGE_NODE>(node)->Label);
+    case NodeKind::folder:
+        return readRecordText(record<_MTP_FOLDER_NODE>(node)->name);
+    case NodeKind::file:
+        return readRecordText(record<_MTP_FILE_NODE>(node)->name);
+    case NodeKind::none:
+        break;
+    }
+    return {};
+}
+
+NodeIndex NodeTree::storageOf(NodeIndex node) const {
+    while (node != 0 && _nodes[node].kind != NodeKind::storage) {
+        node = _nodes[node].parent;
+    }
+    return node;
+}
+
+unsigned NodeTree::depth(NodeIndex node) const {
+    unsigned depth = 0;
+    for (; node != 0 && _nodes[node].kind != NodeKind::storage; node = _nodes[node].parent) {
+        ++depth;
+    }
+    return depth;
+}
+
+NodeIndex NodeTree::storage(std::uint32_t storageId) const {
+    const auto isIt = [&](NodeIndex node) { return _nodes[node].handle == storageId; };
+    const auto storage = std::find_if(_storages.begin(), _storages.end(), isIt);
+    return storage == _storages.end() ? 0 : *storage;
+}
+
+NodeIndex NodeTree::newNode(NodeKind kind, std::uint32_t handle, std::size_t recordSize) {
+    auto* header = static_cast<_MTP_COMMON_NODE*>(mtpRecordAllocate(recordSize));
+    if (header == nullptr) {
+        return 0;
+    }
+    constexpr std::int32_t signatures[] = {0, MTP_SIGNATURE_STORAGE, MTP_SIGNATURE_FOLDER, MTP_SIGNATURE_FILE};
+    *header = {handle, signatures[static_cast<std::size_t>(kind)], _locationId};
+    NodeIndex node = _freeNodes;
+    if (node != 0) {
+        _freeNodes = _nodes[node].next;
+    } else {
+        node = static_cast<NodeIndex>(_nodes.size());
+        _nodes.emplace_back();
+    }
+    _nodes[node] = Node{};
+    _nodes[node].record = offsetOf(header);
+    _nodes[node].handle = handle;
+    _nodes[node].kind = kind;
+    return node;
+}
+
+NodeIndex NodeTree::addStorage(std::uint32_t storageId, bool hidden) {
+    const std::lock_guard lock(_mutex);
+    const NodeIndex node = newNode(NodeKind::storage, storageId, sizeof(_MTP_STORAGE_NODE));
+    if (node != 0) {
+        _nodes[node].hidden = hidden;
+        _storages.push_back(node);
+    }
+    return node;
+}
+
+void NodeTree::setStorageTexts(NodeIndex storage, const std::u16string& label, const std::u16string& description) {
+    auto* record = this->record<_MTP_STORAGE_NODE>(storage);
+    const auto replace = [this](RecordText& field, std::uint32_t& size, const std::u16string& text) {
+        if (field.get() != nullptr && readRecordText(field) == text) {
+            return;
+        }
+        if (std::uint16_t* copy = newRecordText(text)) {
+            if (field.get() != nullptr) {
+                _retired.push_back(field.value());
+            }
+            field = copy;
+            size = textSize(text);
+        }
+    };
+    std::uint32_t size = record->LabelLength;
+    replace(record->Label, size, label);
+    record->LabelLength = size;
+    size = record->DescriptionLength;
+    replace(record->Description, size, description);
+    record->DescriptionLength = size;
+}
+
+const NodeTree::Contents* NodeTree::contents(NodeIndex parent) const {
+    return _nodes[parent].contents == 0 ? nullptr : &_contents[_nodes[parent].contents];
+}
+
+NodeTree::Contents& NodeTree::contentsForChange(NodeIndex parent) {
+    std::uint32_t& place = _nodes[parent].contents;
+    if (place == 0 && !_freeContents.empty()) {
+        place = _freeContents.back();
+        _freeContents.pop_back();
+        _contents[place] = Contents{};
+    } else if (place == 0) {
+        place = static_cast<std::uint32_t>(_contents.size());
+        _contents.emplace_back();
+    }
+    return _contents[place];
+}
+
+NodeIndex NodeTree::first(NodeIndex parent, NodeKind kind) const {
+    const Contents* children = contents(parent);
+    if (children == nullptr) {
+        return 0;
+    }
+    return kind == NodeKind::folder ? children->folders.first : children->files.first;
+}
+
+NodeIndex NodeTree::child(NodeIndex parent, const std::u16string& name, Match match) const {
+    const Contents* children = contents(parent);
+    if (children == nullptr) {
+        return 0;
+    }
+    const std::u16string folded = platform::caseFolded(name);
+    const std::uint32_t hash = hashOf(folded);
+    return children->names.find(hash, [&](NodeIndex node) {
+        if (_nodes[node].nameHash != hash) {
+            return false;
+        }
+        const std::u16string known = this->name(node);
+        return known == name || (match == Match::anyCase && platform::caseFolded(known) == folded);
+    });
+}
+
+bool NodeTree::loaded(NodeIndex parent, NodeKind kind) const {
+    const Contents* children = contents(parent);
+    return children != nullptr && (kind == NodeKind::folder ? children->folders : children->files).loaded;
+}
+
+void NodeTree::setLoaded(NodeIndex parent, NodeKind kind, bool loaded) {
+    const std::lock_guard lock(_mutex);
+    chain(contentsForChange(parent), kind).loaded = loaded;
+}
+
+void NodeTree::link(NodeIndex node) {
+    Contents& siblings = contentsForChange(_nodes[node].parent);
+    Chain& among = chain(siblings, _nodes[node].kind);
+    _nodes[node].previous = among.last;
+    (among.last == 0 ? among.first : _nodes[among.last].next) = node;
+    among.last = node;
+    siblings.names.insert(node, hashedBy(_nodes, &Node::nameHash));
+    _objects.insert(node, hashedBy(_nodes, &Node::handle));
+}
+
+void NodeTree::unlink(NodeIndex node) {
+    Contents& siblings = contentsForChange(_nodes[node].parent);
+    Chain& among = chain(siblings, _nodes[node].kind);
+    const auto [previous, next] = std::pair(_nodes[node].previous, _nodes[node].next);
+    (previous == 0 ? among.first : _nodes[previous].next) = next;
+    (next == 0 ? among.last : _nodes[next].previous) = previous;
+    siblings.names.erase(node, hashedBy(_nodes, &Node::nameHash));
+    _objects.erase(node, hashedBy(_nodes, &Node::handle));
+}
+
+/// All texts of a record lie in one block that the name begins, since a block of their own would cost dates more than
+/// they hold; equal dates share their text.
+void NodeTree::setTexts(NodeIndex node, const ObjectEntry& entry, const std::u16string& name) {
+    _nodes[node].nameHash = hashOfName(name);
+    const bool isFile = _nodes[node].kind == NodeKind::file;
+    const std::u16string& created = entry.created;
+    const std::u16string& modified = entry.modified;
+    const bool shared = created == modified;
+    const std::size_t dateUnits =
+        (created.empty() ? 0 : created.size() + 1) + (modified.empty() || shared ? 0 : modified.size() + 1);
+    const std::size_t units = name.size() + 1 + (isFile ? dateUnits : 0);
+    auto* texts = static_cast<std::uint16_t*>(mtpRecordAllocate(units * sizeof(std::uint16_t)));
+    if (texts == nullptr) {
+        return; // an object without a name beats none at all
+    }
+    std::uint16_t* behind = copyText(name, texts);
+    if (!isFile) {
+        auto* folder = record<_MTP_FOLDER_NODE>(node);
+        folder->name = texts;
+        folder->nameSize = textSize(name);
+        return;
+    }
+    auto* file = record<_MTP_FILE_NODE>(node);
+    file->name = texts;
+    file->nameSize = textSize(name);
+    file->creationDate = created.empty() ? nullptr : behind;
+    file->creationDateSize = created.empty() ? 0 : textSize(created);
+    behind = created.empty() ? behind : copyText(created, behind);
+    file->modificationDate = modified.empty() ? nullptr : shared ? file->creationDate.get() : behind;
+    file->modificationDateSize = modified.empty() ? 0 : textSize(modified);
+    if (!modified.empty() && !shared) {
+        copyText(modified, behind);
+    }
+}
+
+NodeIndex NodeTree::add(NodeIndex parent, const ObjectEntry& entry, const std::u16string& name) {
+    const bool isFolder = entry.format == raw(FormatCode::Association);
+    if (entry.handle == 0 || entry.handle == rootParent || object(entry.handle) != 0 ||
+        depth(parent) >= greatestDepth) {
+        return 0;
+    }
+    const std::lock_guard lock(_mutex);
+    const NodeIndex node = isFolder ? newNode(NodeKind::folder, entry.handle, sizeof(_MTP_FOLDER_NODE))
+                                    : newNode(NodeKind::file, entry.handle, sizeof(_MTP_FILE_NODE));
+    if (node == 0) {
+        return 0;
+    }
+    _nodes[node].parent = parent;
+    _nodes[node].format = entry.format;
+    if (!isFolder) {
+        auto* file = record<_MTP_FILE_NODE>(node);
+        file->size = entry.size;
+        file->protection = entry.protection;
+    }
+    setTexts(node, entry, name);
+    link(node);
+    return node;
+}
+
+void NodeTree::update(NodeIndex node, const ObjectEntry& entry, const std::u16string& name) {
+    const std::lock_guard lock(_mutex);
+    ObjectEntry known;
+    std::uint32_t texts = 0;
+    if (_nodes[node].kind == NodeKind::file) {
+        auto* file = record<_MTP_FILE_NODE>(node);
+        file->size = entry.size;
+        file->protection = entry.protection;
+        known.created = readRecordText(file->creationDate);
+        known.modified = readRecordText(file->modificationDate);
+        texts = file->name.value();
+    } else {
+        texts = record<_MTP_FOLDER_NODE>(node)->name.value();
+        known.created = entry.created;
+        known.modified = entry.modified;
+    }
+    if (this->name(node) == name && known.created == entry.created && known.modified == entry.modified) {
+        return;
+    }
+    if (texts != 0) {
+        _retired.push_back(texts);
+    }
+    Contents& siblings = contentsForChange(_nodes[node].parent);
+    siblings.names.erase(node, hashedBy(_nodes, &Node::nameHash));
+    setTexts(node, entry, name);
+    siblings.names.insert(node, hashedBy(_nodes, &Node::nameHash));
+}
+
+void NodeTree::rename(NodeIndex node, const std::u16string& name) {
+    ObjectEntry entry;
+    if (_nodes[node].kind == NodeKind::file) {
+        const auto* file = record<_MTP_FILE_NODE>(node);
+        entry.size = file->size;
+        entry.protection = static_cast<std::uint16_t>(file->protection);
+        entry.created = readRecordText(file->creationDate);
+        entry.modified = readRecordText(file->modificationDate);
+    }
+    update(node, entry, name);
+}
+
+void NodeTree::remove(NodeIndex node, Texts texts) {
+    const std::lock_guard lock(_mutex);
+    removeNode(node, texts);
+}
+
+void NodeTree::forget(NodeIndex parent, NodeKind kind, Texts texts) {
+    const std::lock_guard lock(_mutex);
+    forgetNodes(parent, kind, texts);
+}
+
+/// Depth is bounded by what add() takes in.
+void NodeTree::removeNode(NodeIndex node, Texts texts) {
+    forgetNodes(node, NodeKind::folder, texts);
+    forgetNodes(node, NodeKind::file, texts);
+    if (_nodes[node].contents != 0) {
+        _freeContents.push_back(_nodes[node].contents);
+    }
+    if (_nodes[node].kind == NodeKind::storage) {
+        std::erase(_storages, node);
+    } else {
+        unlink(node);
+    }
+    retire(node, texts);
+}
+
+void NodeTree::forgetNodes(NodeIndex parent, NodeKind kind, Texts texts) {
+    if (_nodes[parent].contents == 0) {
+        return;
+    }
+    while (const NodeIndex child = first(parent, kind)) {
+        removeNode(child, texts);
+    }
+    chain(contentsForChange(parent), kind).loaded = false;
+}
+
+void NodeTree::retire(NodeIndex node, Texts texts) {
+    const auto giveUp = [&](RecordText& text) {
+        if (texts == Texts::freed) {
+            mtpRecordFree(text.get());
+            text = nullptr;
+        } else if (text.value() != 0) {
+            _retired.push_back(text.value());
+        }
+    };
+    if (_nodes[node].kind == NodeKind::storage) {
+        giveUp(record<_MTP_STORAGE_NODE>(node)->Label);
+        giveUp(record<_MTP_STORAGE_NODE>(node)->Description);
+    } else if (_nodes[node].kind == NodeKind::folder) {
+        giveUp(record<_MTP_FOLDER_NODE>(node)->name);
+    } else { // the dates lie in the name's block
+        auto* file = record<_MTP_FILE_NODE>(node);
+        giveUp(file->name);
+        if (texts == Texts::freed) {
+            file->creationDate = file->modificationDate = nullptr;
+        }
+    }
+    _retired.push_back(_nodes[node].record);
+    _nodes[node] = Node{};
+    _nodes[node].next = _freeNodes;
+    _freeNodes = node;
+}
+
+} // namespace mtpsdk

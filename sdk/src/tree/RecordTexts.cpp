@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#include "tree/RecordTexts.h"
+
+#include "tree/RecordMemory.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace mtpsdk {
+
+std::uint16_t* copyText(std::u16string_view text, std::uint16_t* target) {
+    std::copy(text.begin(), text.end(), target);
+    target[text.size()] = 0;
+    return target + text.size() + 1;
+}
+
+std::uint16_t* newRecordText(std::u16string_view text) {
+    auto* copy = static_cast<std::uint16_t*>(mtpRecordAllocate((text.size() + 1) * sizeof(std::uint16_t)));
+    if (copy != nullptr) {
+        copyText(text, copy);
+    }
+    return copy;
+}
+
+std::u16string readText(const std::uint16_t* text, std::size_t units) {
+    std::u16string copy;
+    for (std::size_t i = 0; text != nullptr && i < units; ++i) {
+        // A caller's pointer may lie at any address.
+        char16_t unit = 0;
+        std::memcpy(&unit, reinterpret_cast<const std::byte*>(text) + i * sizeof unit, sizeof unit);
+        if (unit == 0) {
+            break;
+        }
+        copy.push_back(unit);
+    }
+    return copy;
+}
+
+std::u16string readRecordText(RecordText text) {
+    const std::uint16_t* start = text.get();
+    return readText(start, recordBytesFrom(start) / sizeof(std::uint16_t));
+}
+
+} // namespace mtpsdk
