@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "mtp/EventPump.h"
+#include "mtp/Session.h"
+#include "mtp/Transactions.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace mtpsdk {
+
+/// Progress is counted in blocks of this size, whatever the blocks are that the transport moves.
+inline constexpr std::size_t progressBlock = std::size_t{256} << 10;
+
+/// What a session knows of its device, and how each operation is done with what the device announces. All methods but
+/// those of `transactions` that may be called from any thread want the caller to have its turn.
+class Session::Implementation {
+public:
+    explicit Implementation(std::unique_ptr<Transport> line);
+    ~Implementation();
+
+    [[nodiscard]] DGSTATUS open();
+
+    // Storages and objects (SessionListing.cpp).
+    [[nodiscard]] DGSTATUS storageIds(std::vector<std::uint32_t>& ids);
+    [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries);
+    [[nodiscard]] DGSTATUS objectEntry(std::uint32_t handle, ObjectEntry& entry);
+    /// What a listing and a query of the metadata would tell, by one request where the device can.
+    [[nodiscard]] DGSTATUS readBack(std::uint32_t handle, std::uint16_t format, ObjectEntry& entry,
+                                    MediaProperties& media);
+
+    // Properties (SessionProperties.cpp).
+    [[nodiscard]] DGSTATUS mediaProperties(std::uint32_t handle, std::uint16_t format, MediaProperties& media);
+    [[nodiscard]] DGSTATUS setMediaProperties(std::uint32_t handle, std::uint16_t format, const MediaProperties& media);
+    [[nodiscard]] DGSTATUS setProperty(std::uint32_t handle, ObjectPropertyCode property, const PropertyValue& value);
+    /// The properties of an object of a format that the device keeps; asked once a format.
+    [[nodiscard]] const std::vector<std::uint16_t>& supportedProperties(std::uint16_t format);
+
+    // Changes and transfers (SessionTransfer.cpp).
+    [[nodiscard]] DGSTATUS createFolder(std::uint32_t storageId, std::uint32_t parent, const std::u16string& name,
+                                        ObjectEntry& created);
+    [[nodiscard]] DGSTATUS sendObject(const NewObject& object, const BlockSource& source,
+                                      const TransferProgress& progress, ObjectEntry& sent, MediaProperties& media);
+    [[nodiscard]] DGSTATUS getObject(std::uint32_t handle, std::uint64_t size, const BlockSink& sink,
+                                     const TransferProgress& progress);
+
+    [[nodiscard]] bool can(OperationCode operation) const { return device.supports(operation); }
+
+    std::unique_ptr<Transport> transport;
+    Transactions transactions;
+    std::unique_ptr<EventPump> events;
+    DeviceInfo device;
+
+    std::mutex turn;
+    std::atomic<std::thread::id> turnHolder{};
+
+private:
+    // Listing.
+    [[nodiscard]] bool listsByProperties(std::uint32_t storageId, std::uint32_t parent);
+    [[nodiscard]] DGSTATUS listByProperties(std::uint32_t storageId, std::uint32_t parent,
+                                            std::vector<ObjectEntry>& entries);
+    [[nodiscard]] DGSTATUS listByHandles(std::uint32_t storageId, std::uint32_t parent,
+                                         std::vector<ObjectEntry>& entries);
+    [[nodiscard]] DGSTATUS entryFromInfo(std::uint32_t handle, ObjectEntry& entry);
+    [[nodiscard]] DGSTATUS entryByProperties(std::uint32_t handle, ObjectEntry& entry, MediaProperties* media);
+
+    // Sending.
+    [[nodiscard]] std::uint16_t acceptedFormat(std::uint16_t format) const;
+    [[nodiscard]] std::vector<ObjectPropElement> propertiesToSend(const NewObject& object);
+    [[nodiscard]] DGSTATUS announce(const NewObject& object, std::uint32_t& handle, bool& mediaSent);
+    [[nodiscard]] DGSTATUS announceByProperties(const NewObject& object, std::span<const ObjectPropElement> properties,
+                                                std::uint32_t& handle);
+    [[nodiscard]] DGSTATUS announceByInfo(const ObjectInfo& info, std::uint32_t& handle);
+    [[nodiscard]] DGSTATUS sendBytes(const NewObject& object, const BlockSource& source,
+                                     const TransferProgress& progress);
+    [[nodiscard]] DGSTATUS confirm(const NewObject& object, std::uint32_t handle, ObjectEntry& sent,
+                                   MediaProperties& media);
+    [[nodiscard]] DGSTATUS findByName(std::uint32_t storageId, std::uint32_t parent, const std::u16string& name,
+                                      ObjectEntry& entry);
+    bool removePartial(const NewObject& object, std::uint32_t handle);
+
+    std::optional<std::vector<std::uint32_t>> _listedStorages;
+    std::map<std::uint16_t, std::vector<std::uint16_t>> _supportedProperties;
+    // What the device announces but turned out not to do.
+    bool _folderListsRefused = false;
+    bool _rootListsRefused = false;
+    bool _objectListsRefused = false;
+    bool _propertySendsRefused = false;
+};
+
+/// Takes one row of a property list into what is known of the object; false for a property of another kind.
+bool takeIntoEntry(const ObjectPropElement& element, ObjectEntry& entry);
+bool takeIntoMedia(const ObjectPropElement& element, MediaProperties& media);
+/// The rows that say what is present in `media`.
+[[nodiscard]] std::vector<ObjectPropElement> mediaElements(const MediaProperties& media);
+/// Whether the device answered that it does not do this, rather than that it did not work this time.
+[[nodiscard]] bool isRefusal(DGSTATUS status);
+/// Whether the line or the device failed, so that trying another way makes no sense.
+[[nodiscard]] bool isLineFailure(DGSTATUS status);
+
+} // namespace mtpsdk

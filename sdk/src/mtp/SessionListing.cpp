@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: MIT
+// Storages, folders and what is known of one object.
+#include "mtp/SessionImplementation.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace mtpsdk {
+namespace {
+
+/// The depth parameter of a property list request.
+constexpr std::uint32_t objectItself = 0;
+constexpr std::uint32_t itsChildren = 1;
+/// A property list names the roots of all storages by no handle at all.
+constexpr std::uint32_t rootHandle = 0;
+
+/// What of an entry arrived. A device may leave properties out of its lists that every object has.
+struct Draft {
+    ObjectEntry entry;
+    bool hasFormat = false;
+    bool hasSize = false;
+    bool hasName = false;
+    bool hasParent = false;
+    bool hasStorage = false;
+
+    [[nodiscard]] bool usable() const { return hasFormat && hasName && (hasSize || isFolder()); }
+    [[nodiscard]] bool isFolder() const { return entry.format == raw(FormatCode::Association); }
+
+    void take(const ObjectPropElement& element) {
+        takeIntoEntry(element, entry);
+        const auto property = static_cast<ObjectPropertyCode>(element.property);
+        hasFormat = hasFormat || property == ObjectPropertyCode::ObjectFormat;
+        hasSize = hasSize || property == ObjectPropertyCode::ObjectSize;
+        hasName = hasName || property == ObjectPropertyCode::ObjectFileName;
+        hasParent = hasParent || property == ObjectPropertyCode::ParentObject;
+        hasStorage = hasStorage || property == ObjectPropertyCode::StorageID;
+    }
+
+    /// Whether the object lies where it was looked for. The roots of all storages come in one list, and a device that
+    /// pays no heed to the depth answers with more than the children.
+    [[nodiscard]] bool liesIn(std::uint32_t storageId, std::uint32_t parent) const {
+        if (hasStorage && entry.storageId != storageId) {
+            return false;
+        }
+        // Devices differ in what they call the parent of an object in the root.
+        return !hasParent || entry.parent == parent || (parent == 0 && entry.parent == storageId);
+    }
+};
+
+/// Drafts in the order in which their objects first appear.
+class DraftList {
+public:
+    void take(const ObjectPropElement& element) {
+        if (_drafts.empty() || _drafts.back().entry.handle != element.handle) {
+            const auto [place, isNew] = _places.try_emplace(element.handle, _drafts.size());
+            if (!isNew) {
+                _drafts[place->second].take(element);
+                return;
+            }
+            _drafts.emplace_back();
+            _drafts.back().entry.handle = element.handle;
+        }
+        _drafts.back().take(element);
+    }
+    [[nodiscard]] std::vector<Draft>& drafts() { return _drafts; }
+
+private:
+    std::vector<Draft> _drafts;
+    std::unordered_map<std::uint32_t, std::size_t> _places;
+};
+
+/// The device answers 0 for the root, or what the request called it.
+std::uint32_t normalizedParent(std::uint32_t parent) {
+    return parent == rootParent ? 0 : parent;
+}
+
+void fillFromInfo(const ObjectInfo& info, ObjectEntry& entry) {
+    entry.storageId = info.storageId;
+    entry.parent = normalizedParent(info.parent);
+    entry.format = info.format;
+    entry.protection = info.protection;
+    entry.size = info.compressedSize;
+    entry.name = info.filename;
+    entry.created = info.captureDate;
+    entry.modified = info.modificationDate;
+}
+
+} // namespace
+
+bool takeIntoEntry(const ObjectPropElement& element, ObjectEntry& entry) {
+    const std::uint64_t number = element.value.asInteger().value_or(0);
+    const auto text = [&element] { return element.value.asText().value_or(std::u16string()); };
+    switch (static_cast<ObjectPropertyCode>(element.property)) {
+    case ObjectPropertyCode::StorageID:
+        entry.storageId = static_cast<std::uint32_t>(number);
+        return true;
+    case ObjectPropertyCode::ObjectFormat:
+        entry.format = static_cast<std::uint16_t>(number);
+        return true;
+    case ObjectPropertyCode::ProtectionStatus:
+        entry.protection = static_cast<std::uint16_t>(number);
+        return true;
+    case ObjectPropertyCode::ObjectSize:
+        entry.size = number;
+        return true;
+    case ObjectPropertyCode::ParentObject:
+        entry.parent = normalizedParent(static_cast<std::uint32_t>(number));
+        return true;
+    case ObjectPropertyCode::ObjectFileName:
+        entry.name = text();
+        return true;
+    case ObjectPropertyCode::DateCreated:
+        entry.created = text();
+        return true;
+    case ObjectPropertyCode::DateModified:
+        entry.modified = text();
+        return true;
+    default:
+        return false;
+    }
+}
+
+DGSTATUS Session::Implementation::storageIds(std::vector<std::uint32_t>& ids) {
+    std::vector<std::byte> data;
+    const DGSTATUS status = transactions.read(Request(OperationCode::GetStorageIDs, {}), data);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    if (!decode(data, ids)) {
+        return DGSTATUS_INTERNAL_INVALIDDATASET;
+    }
+    _listedStorages = ids;
+    return DGSTATUS_SUCCESS;
+}
+
+bool Session::Implementation::listsByProperties(std::uint32_t storageId, std::uint32_t parent) {
+    if (!can(OperationCode::GetObjectPropList) || _folderListsRefused) {
+        return false;
+    }
+    if (parent != 0) {
+        return true;
+    }
+    if (_rootListsRefused) {
+        return false;
+    }
+    // The list of the roots holds the storages that the device lists; another one has to be asked for by its ID.
+    std::vector<std::uint32_t> ids;
+    if (!_listedStorages && storageIds(ids) != DGSTATUS_SUCCESS) {
+        return false;
+    }
+    return std::ranges::count(*_listedStorages, storageId) != 0;
+}
+
+DGSTATUS Session::Implementation::listFolder(std::uint32_t storageId, std::uint32_t parent,
+                                             std::vector<ObjectEntry>& entries) {
+    entries.clear();
+    if (listsByProperties(storageId, parent)) {
+        const DGSTATUS status = listByProperties(storageId, parent, entries);
+        const bool rootUnknown = parent == 0 && status == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
+        if (!isRefusal(status) && !rootUnknown) {
+            return status;
+        }
+        // A list that came but makes no sense may be this folder's trouble alone.
+        if (status != DGSTATUS_INTERNAL_INVALIDDATASET) {
+            (parent == 0 ? _rootListsRefused : _folderListsRefused) = true;
+        }
+    }
+    return listByHandles(storageId, parent, entries);
+}
+
+DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std::uint32_t parent,
+                                                   std::vector<ObjectEntry>& entries) {
+    const std::uint32_t handle = parent == 0 ? rootHandle : parent;
+    std::vector<std::byte> data;
+    const DGSTATUS status = transactions.read(
+        Request(OperationCode::GetObjectPropList, {handle, allFormats, allProperties, 0, itsChildren}), data);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    DraftList list;
+    if (!decodePropertyList(data, [&list](ObjectPropElement&& element) { list.take(element); })) {
+        return DGSTATUS_INTERNAL_INVALIDDATASET;
+    }
+    entries.reserve(list.drafts().size());
+    for (Draft& draft : list.drafts()) {
+        ObjectEntry& entry = draft.entry;
+        if (entry.handle == 0 || entry.handle == parent || !draft.liesIn(storageId, parent)) {
+            continue;
+        }
+        if (!draft.usable()) {
+            const DGSTATUS infoStatus = entryFromInfo(entry.handle, entry);
+            if (infoStatus == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE) {
+                continue;
+            }
+            if (infoStatus != DGSTATUS_SUCCESS) {
+                return infoStatus;
+            }
+        }
+        entry.storageId = storageId;
+        entry.parent = parent;
+        entries.push_back(std::move(entry));
+    }
+    return DGSTATUS_SUCCESS;
+}
+
+DGSTATUS Session::Implementation::listByHandles(std::uint32_t storageId, std::uint32_t parent,
+                                                std::vector<ObjectEntry>& entries) {
+    entries.clear();
+    std::vector<std::byte> data;
+    const DGSTATUS status = transactions.read(
+        Request(OperationCode::GetObjectHandles, {storageId, allFormats, parent == 0 ? rootParent : parent}), data);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    std::vector<std::uint32_t> handles;
+    if (!decode(data, handles)) {
+        return DGSTATUS_INTERNAL_INVALIDDATASET;
+    }
+    for (const std::uint32_t handle : handles) {
+        ObjectEntry entry;
+        const DGSTATUS infoStatus = entryFromInfo(handle, entry);
+        if (infoStatus == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE) {
+            continue; // gone since the handles were listed
+        }
+        if (infoStatus != DGSTATUS_SUCCESS) {
+            return infoStatus;
+        }
+        // What the device calls the parent of an object in the root varies.
+        entry.storageId = storageId;
+        entry.parent = parent;
+        entries.push_back(std::move(entry));
+    }
+    return DGSTATUS_SUCCESS;
+}
+
+DGSTATUS Session::Implementation::entryFromInfo(std::uint32_t handle, ObjectEntry& entry) {
+    std::vector<std::byte> data;
+    DGSTATUS status = transactions.read(Request(OperationCode::GetObjectInfo, {handle}), data);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    ObjectInfo info;
+    if (!decode(data, info)) {
+        return DGSTATUS_INTERNAL_INVALIDDATASET;
+    }
+    fillFromInfo(info, entry);
+    entry.handle = handle;
+    if (info.compressedSize != sizeUnknown || !can(OperationCode::GetObjectPropValue)) {
+        return DGSTATUS_SUCCESS;
+    }
+    status = transactions.read(
+        Request(OperationCode::GetObjectPropValue, {handle, raw(ObjectPropertyCode::ObjectSize)}), data);
+    PropertyValue size;
+    if (status == DGSTATUS_SUCCESS && decode(data, DataType::UInt64, size)) {
+        entry.size = size.asInteger().value_or(sizeUnknown);
+    }
+    return isLineFailure(status) ? status : DGSTATUS_SUCCESS;
+}
+
+DGSTATUS Session::Implementation::entryByProperties(std::uint32_t handle, ObjectEntry& entry, MediaProperties* media) {
+    if (!can(OperationCode::GetObjectPropList) || _objectListsRefused) {
+        return DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
+    }
+    std::vector<std::byte> data;
+    DGSTATUS status = transactions.read(
+        Request(OperationCode::GetObjectPropList, {handle, allFormats, allProperties, 0, objectItself}), data);
+    Draft draft;
+    const auto take = [&](ObjectPropElement&& element) {
+        if (element.handle == handle) {
+            draft.take(element);
+            if (media != nullptr) {
+                takeIntoMedia(element, *media);
+            }
+        }
+    };
+    if (status == DGSTATUS_SUCCESS && (!decodePropertyList(data, take) || !draft.usable())) {
+        status = DGSTATUS_INTERNAL_INVALIDDATASET;
+    }
+    _objectListsRefused = isRefusal(status) && status != DGSTATUS_INTERNAL_INVALIDDATASET;
+    entry = std::move(draft.entry);
+    entry.handle = handle;
+    return status;
+}
+
+DGSTATUS Session::Implementation::objectEntry(std::uint32_t handle, ObjectEntry& entry) {
+    const DGSTATUS status = entryByProperties(handle, entry, nullptr);
+    return isRefusal(status) ? entryFromInfo(handle, entry) : status;
+}
+
+} // namespace mtpsdk

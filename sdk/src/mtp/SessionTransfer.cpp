@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: MIT
+// New folders and files, and the bytes of files.
+#include "mtp/SessionImplementation.h"
+
+#include <algorithm>
+
+namespace mtpsdk {
+namespace {
+
+/// Abstract objects (playlists and their kin) are what they are by their format alone.
+constexpr std::uint16_t firstAbstractFormat = 0xBA00;
+constexpr std::uint16_t lastAbstractFormat = 0xBAFF;
+
+/// Counts the bytes of one transfer and reports after every block of progressBlock bytes, however the bytes come. The
+/// end is reported apart, once the device has confirmed it.
+class Meter {
+public:
+    Meter(std::uint64_t total, const TransferProgress& progress)
+        : _total(total)
+        , _progress(progress) {}
+
+    [[nodiscard]] std::uint64_t remaining() const { return _total - _current; }
+    /// How many bytes may move before the next report is due.
+    [[nodiscard]] std::size_t untilReport() const {
+        return static_cast<std::size_t>(std::min<std::uint64_t>(progressBlock - _current % progressBlock, remaining()));
+    }
+    /// true: stop.
+    [[nodiscard]] bool moved(std::size_t bytes) {
+        _current += bytes;
+        return _current % progressBlock == 0 && _current != _total && _progress && _progress(_current, _total);
+    }
+    [[nodiscard]] bool finish() const { return _progress && _progress(_total, _total); }
+
+private:
+    std::uint64_t _total;
+    std::uint64_t _current = 0;
+    const TransferProgress& _progress;
+};
+
+/// Fills a block of any size from the caller's source; -1 when the progress stops it, or the source fails or ends
+/// before its time.
+std::ptrdiff_t fillBlock(std::span<std::byte> block, const BlockSource& source, Meter& meter) {
+    std::size_t filled = 0;
+    while (filled < block.size() && meter.remaining() > 0) {
+        const std::size_t wanted = std::min(block.size() - filled, meter.untilReport());
+        const std::ptrdiff_t got = source(block.subspan(filled, wanted));
+        if (got < 0 || static_cast<std::size_t>(got) != wanted || meter.moved(wanted)) {
+            return -1;
+        }
+        filled += wanted;
+    }
+    return static_cast<std::ptrdiff_t>(filled);
+}
+
+} // namespace
+
+std::uint16_t Session::Implementation::acceptedFormat(std::uint16_t format) const {
+    const bool isAbstract = format >= firstAbstractFormat && format <= lastAbstractFormat;
+    const bool accepted = device.playbackFormats.empty() || std::ranges::count(device.playbackFormats, format) != 0;
+    return accepted || isAbstract ? format : raw(FormatCode::Undefined);
+}
+
+std::vector<ObjectPropElement> Session::Implementation::propertiesToSend(const NewObject& object) {
+    std::vector<ObjectPropElement> elements;
+    elements.push_back({0, raw(ObjectPropertyCode::ObjectFileName), PropertyValue::string(object.name)});
+    std::vector<ObjectPropElement> optional = mediaElements(object.media);
+    if (!object.modified.empty()) {
+        optional.push_back({0, raw(ObjectPropertyCode::DateModified), PropertyValue::string(object.modified)});
+    }
+    if (optional.empty()) {
+        return elements;
+    }
+    const auto& supported = supportedProperties(object.format);
+    for (ObjectPropElement& element : optional) {
+        if (std::ranges::count(supported, element.property) != 0) {
+            elements.push_back(std::move(element));
+        }
+    }
+    return elements;
+}
+
+DGSTATUS Session::Implementation::announceByProperties(const NewObject& object,
+                                                       std::span<const ObjectPropElement> properties,
+                                                       std::uint32_t& handle) {
+    const std::uint32_t parent = object.parent == 0 ? rootParent : object.parent;
+    const Request request(OperationCode::SendObjectPropList,
+                          {object.storageId, parent, object.format, static_cast<std::uint32_t>(object.size >> 32),
+                           static_cast<std::uint32_t>(object.size)});
+    Reply reply;
+    const DGSTATUS status = transactions.write(request, encode(properties), reply);
+    handle = reply.parameters[2];
+    return status;
+}
+
+DGSTATUS Session::Implementation::announceByInfo(const ObjectInfo& info, std::uint32_t& handle) {
+    const std::uint32_t parent = info.parent == 0 ? rootParent : info.parent;
+    Reply reply;
+    const DGSTATUS status =
+        transactions.write(Request(OperationCode::SendObjectInfo, {info.storageId, parent}), encode(info), reply);
+    handle = reply.parameters[2];
+    return status;
+}
+
+DGSTATUS Session::Implementation::announce(const NewObject& object, std::uint32_t& handle, bool& mediaSent) {
+    if (can(OperationCode::SendObjectPropList) && !_propertySendsRefused) {
+        const auto properties = propertiesToSend(object);
+        mediaSent = true;
+        DGSTATUS status = announceByProperties(object, properties, handle);
+        const bool refused = isRefusal(status) || status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPFORMAT ||
+                             status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPVALUE;
+        if (!refused) {
+            return status;
+        }
+        if (properties.size() > 1 && status != DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED) {
+            // One property that the device does not take must not keep the file from it.
+            mediaSent = false;
+            status = announceByProperties(object, std::span(properties).first(1), handle);
+            if (status == DGSTATUS_SUCCESS || !isRefusal(status)) {
+                return status;
+            }
+        }
+        _propertySendsRefused = status == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
+    }
+    mediaSent = false;
+    ObjectInfo info;
+    info.storageId = object.storageId;
+    info.format = object.format;
+    info.parent = object.parent;
+    info.filename = object.name;
+    info.modificationDate = object.modified;
+    info.setSize(object.size);
+    return announceByInfo(info, handle);
+}
+
+DGSTATUS Session::Implementation::sendBytes(const NewObject& object, const BlockSource& source,
+                                            const TransferProgress& progress) {
+    Meter meter(object.size, progress);
+    const BlockSource metered = [&](std::span<std::byte> block) { return fillBlock(block, source, meter); };
+    const DGSTATUS status = transactions.send(Request(OperationCode::SendObject, {}), object.size, metered);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    // All is there already: stopping now takes it away again, which sendObject does.
+    return meter.finish() ? DGSTATUS_IO_CANCEL : DGSTATUS_SUCCESS;
+}
+
+DGSTATUS Session::Implementation::findByName(std::uint32_t storageId, std::uint32_t parent, const std::u16string& name,
+                                             ObjectEntry& entry) {
+    std::vector<ObjectEntry> entries;
+    const DGSTATUS status = listFolder(storageId, parent, entries);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    const auto found = std::ranges::find(entries, name, &ObjectEntry::name);
+    if (found == entries.end()) {
+        return DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
+    }
+    entry = std::move(*found);
+    return DGSTATUS_SUCCESS;
+}
+
+DGSTATUS Session::Implementation::confirm(const NewObject& object, std::uint32_t handle, ObjectEntry& sent,
+                                          MediaProperties& media) {
+    DGSTATUS status =
+        handle == 0 ? DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE : readBack(handle, object.format, sent, media);
+    if (status == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE) {
+        // Some devices give the object another handle once they have all of it.
+        status = findByName(object.storageId, object.parent, object.name, sent);
+        if (status == DGSTATUS_SUCCESS) {
+            status = readBack(sent.handle, object.format, sent, media);
+        }
+    }
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    sent.storageId = object.storageId;
+    sent.parent = object.parent;
+    const bool beyondField = sent.size == sizeUnknown && object.size > sizeUnknown;
+    return sent.size == object.size || beyondField ? DGSTATUS_SUCCESS : DGSTATUS_INTERNAL_SIZE_MISMATCH;
+}
+
+bool Session::Implementation::removePartial(const NewObject& object, std::uint32_t handle) {
+    // The handle is the device's word. Nothing but the object that was being sent may be deleted.
+    ObjectEntry entry;
+    if (handle == 0 || objectEntry(handle, entry) != DGSTATUS_SUCCESS || entry.name != object.name ||
+        (entry.parent != object.parent && object.parent != 0)) {
+        return false;
+    }
+    return transactions.run(Request(OperationCode::DeleteObject, {handle, allFormats})) == DGSTATUS_SUCCESS;
+}
+
+DGSTATUS Session::Implementation::sendObject(const NewObject& asked, const BlockSource& source,
+                                             const TransferProgress& progress, ObjectEntry& sent,
+                                             MediaProperties& media) {
+    NewObject object = asked;
+    object.format = acceptedFormat(asked.format);
+    std::uint32_t handle = 0;
+    bool mediaSent = false;
+    DGSTATUS status = announce(object, handle, mediaSent);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    status = sendBytes(object, source, progress);
+    if (status == DGSTATUS_SUCCESS && !mediaSent && handle != 0) {
+        // A file without its metadata is better than no file.
+        const DGSTATUS mediaStatus = setMediaProperties(handle, object.format, object.media);
+        status = isLineFailure(mediaStatus) ? mediaStatus : DGSTATUS_SUCCESS;
+    }
+    if (status == DGSTATUS_SUCCESS) {
+        status = confirm(object, handle, sent, media);
+    }
+    if (status == DGSTATUS_SUCCESS || transactions.gone()) {
+        return status;
+    }
+    const bool removed = removePartial(object, handle);
+    if (status == DGSTATUS_IO_CANCEL) {
+        return removed ? DGSTATUS_IO_CANCEL_SUCCESS : DGSTATUS_IO_CANCEL_FAILED;
+    }
+    return status;
+}
+
+DGSTATUS Session::Implementation::createFolder(std::uint32_t storageId, std::uint32_t parent,
+                                               const std::u16string& name, ObjectEntry& created) {
+    ObjectInfo info;
+    info.storageId = storageId;
+    info.format = raw(FormatCode::Association);
+    info.associationType = genericFolder;
+    info.parent = parent;
+    info.filename = name;
+    std::uint32_t handle = 0;
+    DGSTATUS status = announceByInfo(info, handle);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    status = handle == 0 ? findByName(storageId, parent, name, created) : objectEntry(handle, created);
+    created.storageId = storageId;
+    created.parent = parent;
+    return status;
+}
+
+DGSTATUS Session::Implementation::getObject(std::uint32_t handle, std::uint64_t size, const BlockSink& sink,
+                                            const TransferProgress& progress) {
+    Meter meter(size, progress);
+    bool tooLong = false;
+    const BlockSink metered = [&](std::span<const std::byte> block) {
+        while (!block.empty()) {
+            const std::size_t part = std::min(block.size(), meter.untilReport());
+            tooLong = part == 0;
+            if (tooLong || !sink(block.first(part)) || meter.moved(part)) {
+                return false;
+            }
+            block = block.subspan(part);
+        }
+        return true;
+    };
+    const DGSTATUS status = transactions.receive(Request(OperationCode::GetObject, {handle}), metered);
+    if (tooLong) {
+        return DGSTATUS_INTERNAL_SIZE_MISMATCH;
+    }
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    if (meter.remaining() > 0) {
+        return DGSTATUS_INTERNAL_SIZE_MISMATCH;
+    }
+    // All bytes are here: there is nothing left on the line to cancel.
+    return meter.finish() ? DGSTATUS_IO_CANCEL_SUCCESS : DGSTATUS_SUCCESS;
+}
+
+} // namespace mtpsdk
