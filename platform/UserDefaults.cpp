@@ -12,9 +12,11 @@
 #include <nlohmann/json.hpp>
 #include <sys/file.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <thread>
 
 namespace platform {
 
@@ -66,17 +68,21 @@ std::error_code readSettings(const std::string& file, Settings& settings) {
 }
 
 /// Keeps other processes from writing the settings between our reading and our writing them. Where the file system
-/// knows no locks the last writer wins.
+/// knows no locks, or somebody stopped in the middle, the last writer wins: waiting is limited to about a second.
 class FolderLock {
 public:
     explicit FolderLock(const std::string& folder)
         : _folder(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (_folder) {
-            retryInterrupted([this] { return ::flock(_folder.get(), LOCK_EX); });
+        constexpr int attempts = 200;
+        for (int i = 0; _folder && i < attempts && !tryLock(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
 
 private:
+    /// false only when another one holds the lock.
+    bool tryLock() { return ::flock(_folder.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
+
     Descriptor _folder;
 };
 

@@ -146,6 +146,8 @@ Value::Value(Dictionary value)
     : _value(std::make_shared<const Dictionary>(std::move(value))) {}
 
 Value::Kind Value::kind() const {
+    // Media dictionaries are made by the hundred thousand: rare, larger alternatives are kept outside.
+    static_assert(sizeof(Value) <= sizeof(std::shared_ptr<void>) + sizeof(std::uint64_t));
     // The alternatives stand in the order of the kinds.
     static_assert(std::variant_size_v<decltype(_value)> == static_cast<std::size_t>(Kind::object) + 1);
     return static_cast<Kind>(_value.index());
@@ -223,7 +225,7 @@ std::string Value::description() const {
     case Kind::dictionary:
         return dictionary()->description();
     case Kind::object:
-        return objectDescription(std::get<ObjectRef>(_value));
+        return objectDescription(*std::get<std::shared_ptr<const ObjectRef>>(_value));
     }
     return "(null)";
 }
@@ -242,6 +244,9 @@ bool Value::operator==(const Value& other) const {
         return array() == other.array() || *array() == *other.array();
     case Kind::dictionary:
         return dictionary() == other.dictionary() || *dictionary() == *other.dictionary();
+    case Kind::object:
+        return *std::get<std::shared_ptr<const ObjectRef>>(_value) ==
+               *std::get<std::shared_ptr<const ObjectRef>>(other._value);
     default:
         return _value == other._value;
     }

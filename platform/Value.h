@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <typeindex>
 #include <utility>
 #include <variant>
@@ -57,7 +58,11 @@ public:
     Value(Dictionary value);
     template <typename T>
     Value(std::shared_ptr<T> object)
-        : _value(ObjectRef{std::move(object), typeid(T)}) {}
+        : _value(std::make_shared<const ObjectRef>(ObjectRef{std::move(object), typeid(T)})) {}
+    /// Other pointers would silently become booleans.
+    template <typename T>
+    requires(!std::is_same_v<std::remove_cv_t<T>, char>) Value(T* pointer)
+    = delete;
 
     [[nodiscard]] Kind kind() const;
     [[nodiscard]] bool isNull() const { return kind() == Kind::null; }
@@ -77,8 +82,8 @@ public:
     /// The object when the reference was made from a `std::shared_ptr<T>` of exactly this T, else null.
     template <typename T>
     [[nodiscard]] std::shared_ptr<T> object() const {
-        const auto* reference = std::get_if<ObjectRef>(&_value);
-        return reference && reference->type == typeid(T) ? std::static_pointer_cast<T>(reference->object) : nullptr;
+        const auto* stored = std::get_if<std::shared_ptr<const ObjectRef>>(&_value);
+        return stored && (*stored)->type == typeid(T) ? std::static_pointer_cast<T>((*stored)->object) : nullptr;
     }
 
     /// Text for logs: plain for strings and numbers, "(a, b)" for arrays, "{key = value; …}" (keys sorted) for
@@ -90,7 +95,7 @@ public:
 
 private:
     std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::shared_ptr<const std::string>, Date,
-                 std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>, ObjectRef>
+                 std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>, std::shared_ptr<const ObjectRef>>
         _value;
 };
 

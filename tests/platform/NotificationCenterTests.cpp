@@ -157,6 +157,7 @@ TEST(NotificationCenter, observersThatComeAndGoWhileOthersPost) {
     std::atomic<std::uint64_t> steady = 0;
     center.addObserver("", [&](const Notification&) { ++steady; });
     std::vector<std::jthread> posters;
+    posters.reserve(4);
     for (int i = 0; i < 3; ++i) {
         posters.emplace_back([&] {
             while (!stop) {
@@ -165,6 +166,7 @@ TEST(NotificationCenter, observersThatComeAndGoWhileOthersPost) {
         });
     }
     std::vector<std::jthread> changers;
+    changers.reserve(4);
     for (int i = 0; i < 2; ++i) {
         changers.emplace_back([&] {
             for (int n = 0; n < 500; ++n) {

@@ -95,6 +95,7 @@ TEST(UserDefaults, manyWritersLoseNothing) {
     UserDefaults shared(file);
     {
         std::vector<std::jthread> threads;
+        threads.reserve(4);
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([&, i] {
                 UserDefaults own(file);

@@ -142,6 +142,7 @@ TEST(Dictionary, keysAreSharedAcrossThreads) {
     std::vector<Dictionary> made(4);
     {
         std::vector<std::jthread> threads;
+        threads.reserve(4);
         for (Dictionary& dictionary : made) {
             threads.emplace_back([&dictionary] {
                 for (int i = 0; i < count; ++i) {
