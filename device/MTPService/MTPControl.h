@@ -8,6 +8,7 @@
 #include "vemomtpsdk/Records.h"
 #include "vemomtpsdk/Status.h"
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -23,6 +24,10 @@
 /// there". Device paths are "/friendly name/storage label/folders…/name"; names compare without regard to case. Storage
 /// names are a label or a volume path ("/friendly name/label").
 ///
+/// Methods that take a storage head by value fetch the device's list themselves when it is null and give it back before
+/// they return; those that hand out a node or its ID (fileNodeAtPath, createFolder, the sends) leave it fetched, since
+/// the nodes live only as long as it does. Callers with a list of their own avoid both.
+///
 /// Threads: the library serialises itself, but sequences of calls belong together, so callers hold classMonitor()
 /// around each call or short group of calls. The folder cache is guarded by it too.
 class MtpControl {
@@ -32,6 +37,10 @@ public:
 
     /// The process-wide lock around all use of the library. Taken after MTPService's own monitor, never before it.
     static platform::Monitor& classMonitor();
+
+    /// The node ID text of a node ("0" for null), and the live node that a text names; null when there is none.
+    [[nodiscard]] static std::string nodeIDText(const void* node);
+    [[nodiscard]] static _MTP_COMMON_NODE* nodeFromText(const NodeID& nodeID);
 
     MtpControl();
     ~MtpControl();
@@ -54,7 +63,7 @@ public:
     [[nodiscard]] std::uint32_t convertStringToInt(std::string_view text) const;
     void printBuffer(const char* title, const void* buffer, std::size_t bufferSize) const;
 
-    // Lists (MTPControl.cpp): each passes its arguments to one library function, logs, and returns its status.
+    // Lists (MTPControlLists.cpp): each passes its arguments to one library function, logs, and returns its status.
     DGSTATUS getMTPDeviceHead(_MTP_DEVICE_NODE** device);
     DGSTATUS getMTPNextDevice(_MTP_DEVICE_NODE* device, _MTP_DEVICE_NODE** next);
     /// A null device means the first device of the list.
@@ -85,14 +94,14 @@ public:
     DGSTATUS setMTPFriendlyName(_MTP_DEVICE_NODE* device, std::string_view name);
     DGSTATUS setMTPSyncPartner(_MTP_DEVICE_NODE* device, std::string_view name);
 
-    // Storage figures in bytes; 0 when there is no such storage.
+    // Storage figures in bytes (MTPControlProperties.cpp); 0 when there is no such storage.
     std::uint64_t maxCapacity(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& name);
     std::uint64_t freeSpace(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& name);
     /// Used bytes; the capacity in totalSpace, untouched when there is no such storage.
     std::uint64_t storageSpace(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& name,
                                std::uint64_t* totalSpace);
 
-    // Devices and events
+    // Devices and events (MTPControl.cpp)
     /// Looks in the given list, or in a list fetched for it (which stays the library's) when the head is null.
     _MTP_DEVICE_NODE* deviceWithLocationId(_MTP_DEVICE_NODE* deviceHead, std::uint32_t locationId);
     DGSTATUS refreshMtpDeviceList();
@@ -111,7 +120,7 @@ public:
     void logMTPPlaylistNode(const _MTP_PLAYLIST_NODE* node) const;
 
     // The tree by name and path (MTPControlTree.cpp)
-    /// Fetches the storage list into *storageHead when that is null; the caller then owns it.
+    /// By label or volume path. Fetches the storage list into *storageHead when that is null; the caller then owns it.
     _MTP_STORAGE_NODE* getStorageNode(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE** storageHead, const Text& name);
     _MTP_FOLDER_NODE* getFolderNode(std::string_view name, _MTP_STORAGE_NODE* atStorage, _MTP_FOLDER_NODE* parent);
     _MTP_FILE_NODE* getFileNode(_MTP_COMMON_NODE* parent, std::string_view name);
@@ -188,15 +197,23 @@ public:
     [[nodiscard]] _MTP_MEDIA_FILE_INFO* consistOfVideoData(const platform::Dictionary& data);
     [[nodiscard]] _MTP_MEDIA_FILE_INFO* consistOfImageData(const platform::Dictionary& data);
     /// The library's record of a device file, found by node ID or else by path; null when there is none. Goes back
-    /// through releaseMTPMediaFileInfo.
+    /// through releaseMTPMediaFileInfo. The file's own node ID is handed out in foundNode when that is given.
     _MTP_MEDIA_FILE_INFO* getMediaFileInfo(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead,
-                                           const NodeID& fileNode, const Text& path);
-    /// A record as a dictionary of media-information keys. fileName may be missing (then the record's own name counts).
+                                           const NodeID& fileNode, const Text& path, NodeID* foundNode = nullptr);
+    /// A record as a dictionary of media-information keys; only what is known is in it. fileName may be missing (then
+    /// the record's own name counts); nodeID is of the file's node, which a record does not hold.
     [[nodiscard]] std::optional<platform::Dictionary> mediaInfoContents(const _MTP_MEDIA_FILE_INFO* media,
-                                                                        const Text& fileName, const Text& path);
+                                                                        const Text& fileName, const Text& path,
+                                                                        const NodeID& nodeID = std::nullopt) const;
 
 private:
-    bool _deviceConnected = false;
+    /// The cached folder above a path, when that node still exists.
+    _MTP_COMMON_NODE* cachedFolder(const std::string& path);
+    /// The folder that a file within a storage goes into: by ID, from the cache, else found or made and then cached.
+    _MTP_COMMON_NODE* parentInStorage(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                      const NodeID& parentNode, const std::string& destination, std::uint32_t* error);
+
+    std::atomic<bool> _deviceConnected{false}; // read and written under no monitor
     /// Upper-cased parent path to folder node ID.
     std::unordered_map<std::string, std::string> _folderNode;
 };
