@@ -181,7 +181,7 @@ NodeIndex NodeTree::first(NodeIndex parent, NodeKind kind) const {
     return kind == NodeKind::folder ? children->folders.first : children->files.first;
 }
 
-NodeIndex NodeTree::child(NodeIndex parent, const std::u16string& name, Match match) const {
+NodeIndex NodeTree::child(NodeIndex parent, const std::u16string& name, Match match, NodeIndex except) const {
     const Contents* children = contents(parent);
     if (children == nullptr) {
         return 0;
@@ -189,7 +189,7 @@ NodeIndex NodeTree::child(NodeIndex parent, const std::u16string& name, Match ma
     const std::u16string folded = platform::caseFolded(name);
     const std::uint32_t hash = hashOf(folded);
     return children->names.find(hash, [&](NodeIndex node) {
-        if (_nodes[node].nameHash != hash) {
+        if (_nodes[node].nameHash != hash || node == except) {
             return false;
         }
         const std::u16string known = this->name(node);

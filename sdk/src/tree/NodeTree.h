@@ -70,14 +70,16 @@ public:
     [[nodiscard]] NodeIndex storage(std::uint32_t storageId) const;
     /// 0 when the memory is exhausted.
     NodeIndex addStorage(std::uint32_t storageId, bool hidden);
+    void setHidden(NodeIndex storage, bool hidden) { _nodes[storage].hidden = hidden; }
     void setStorageTexts(NodeIndex storage, const std::u16string& label, const std::u16string& description);
 
     // Children of a storage or folder.
     [[nodiscard]] NodeIndex first(NodeIndex parent, NodeKind kind) const;
     [[nodiscard]] NodeIndex next(NodeIndex node) const { return _nodes[node].next; }
     enum class Match { anyCase, exact };
-    /// The first child of this name, or 0.
-    [[nodiscard]] NodeIndex child(NodeIndex parent, const std::u16string& name, Match match = Match::anyCase) const;
+    /// The first child of this name other than `except`, or 0.
+    [[nodiscard]] NodeIndex child(NodeIndex parent, const std::u16string& name, Match match = Match::anyCase,
+                                  NodeIndex except = 0) const;
     /// Whether all children of this kind are in the tree.
     [[nodiscard]] bool loaded(NodeIndex parent, NodeKind kind) const;
     void setLoaded(NodeIndex parent, NodeKind kind, bool loaded);

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "mtp/Session.h"
+#include "platform/Monitor.h"
+#include "tree/EventCallbacks.h"
+#include "tree/EventThread.h"
+#include "tree/MediaCache.h"
+#include "tree/NodeTree.h"
+#include "tree/OwnChanges.h"
+#include "tree/Progress.h"
+#include "vemomtpsdk/Callbacks.h"
+#include "vemomtpsdk/Devices.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mtpsdk {
+
+/// One attached device behind its node: session, tree, events. Opened when first needed.
+///
+/// All methods expect the device's lock (DeviceCall takes it) except where stated. Shared: a call under way keeps the
+/// device alive when its list is released meanwhile.
+class Device : public std::enable_shared_from_this<Device> {
+public:
+    explicit Device(const vemomtpsdk::AttachedDevice& description);
+    ~Device();
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    // Any thread, without the lock.
+    [[nodiscard]] _MTP_DEVICE_NODE* node() const { return _node; }
+    [[nodiscard]] bool owns(const void* record) const { return record == _node || _tree.nodeOf(record) != 0; }
+    /// Whether this is the device that the system knows by this description (and not one that was pulled out since).
+    [[nodiscard]] bool is(const vemomtpsdk::AttachedDevice& description) const;
+    [[nodiscard]] platform::Monitor& lock() { return _lock; }
+    [[nodiscard]] EventCallbacks& callbacks() { return _callbacks; }
+    /// Its list was released: no node of it is found any more and no further event handled.
+    void retire();
+    [[nodiscard]] bool retired() const { return _retired; }
+    /// Whether `handle` was given to the event callback that is under way.
+    [[nodiscard]] bool isEventHandle(const void* handle) const { return handle != nullptr && _announced == handle; }
+
+    /// Opens the device if that has not happened yet. DGSTATUS_NO_DEVICE_ATTACHED when it is gone,
+    /// DGSTATUS_DEVICE_OPEN_FAILED when it does not open.
+    [[nodiscard]] DGSTATUS open();
+    /// Whether the device was opened and is gone since (any thread).
+    [[nodiscard]] bool vanished() const;
+    /// Only after open().
+    [[nodiscard]] Session& session() { return *_session; }
+    [[nodiscard]] NodeTree& tree() { return _tree; }
+
+    // Storages (DeviceStorages.cpp)
+    /// Brings the listed storages up to date and adds a reference to their list. DGSTATUS_NO_STORAGE_ATTACHED when
+    /// there is none.
+    [[nodiscard]] DGSTATUS openStorageList(NodeIndex& head);
+    void releaseStorageList();
+    [[nodiscard]] NodeIndex nextStorage(NodeIndex storage) const;
+    [[nodiscard]] DGSTATUS hiddenStorage(std::uint32_t storageId, NodeIndex& storage);
+    /// Asks for the storage's capacity.
+    void refreshCapacity(NodeIndex storage);
+    /// Counts bytes that came (positive) or went.
+    void countUsed(NodeIndex storage, std::int64_t bytes);
+
+    // Folders (DeviceFolders.cpp)
+    /// Sees to it that all children of these kinds are in the tree; at most one request.
+    [[nodiscard]] DGSTATUS load(NodeIndex parent, bool folders, bool files);
+    /// Adds an object that came outside a listing. The handle that it carries is the device's word: another object that
+    /// still has it is gone. 0 when the tree cannot take it.
+    NodeIndex insert(NodeIndex parent, const ObjectEntry& entry);
+    /// The status for a name that a child of the parent has already (not counting `except`) and that child, else 0.
+    [[nodiscard]] DGSTATUS checkFree(NodeIndex parent, const std::u16string& name, NodeIndex except,
+                                     NodeIndex& existing);
+
+    // Objects (DeviceObjects.cpp)
+    [[nodiscard]] DGSTATUS createFolder(NodeIndex parent, const std::u16string& name, NodeIndex& folder);
+    [[nodiscard]] DGSTATUS deleteNode(NodeIndex node);
+    [[nodiscard]] DGSTATUS renameNode(NodeIndex node, const std::u16string& name);
+    /// What the device knows of a media file, asked once.
+    [[nodiscard]] DGSTATUS media(NodeIndex file, MediaProperties& media);
+    [[nodiscard]] DGSTATUS setMedia(NodeIndex file, const MediaProperties& media);
+
+    // Transfers (DeviceTransfers.cpp)
+    /// Sends a local file; `existing` or the new node comes back in `file`. `format` 0: by the name.
+    [[nodiscard]] DGSTATUS sendFile(const std::string& path, const std::u16string& name, NodeIndex parent,
+                                    std::uint16_t format, const MediaProperties& media, NodeIndex& file,
+                                    MtpProgressCallback callback, void* context);
+    [[nodiscard]] DGSTATUS receiveFile(NodeIndex file, const std::string& path, MtpProgressCallback callback,
+                                       void* context);
+
+    // Properties (DeviceProperties.cpp). DGSTATUS_NO_FRIENDLYNAME or DGSTATUS_NO_DATA when absent.
+    [[nodiscard]] DGSTATUS friendlyName(std::u16string& name);
+    [[nodiscard]] DGSTATUS setFriendlyName(const std::u16string& name);
+    [[nodiscard]] DGSTATUS syncPartner(std::u16string& partner);
+    [[nodiscard]] DGSTATUS setSyncPartner(const std::u16string& partner);
+
+    // Events (DeviceEvents.cpp)
+    /// Applies the event of the callback under way, once; further calls yield the same nodes.
+    [[nodiscard]] DGSTATUS applyAnnounced(NodeIndex& parent, NodeIndex& updated);
+
+private:
+    struct PendingEvent {
+        Session::Event event;
+        NodeIndex parent = 0;  ///< of the object that came or goes
+        NodeIndex updated = 0; ///< the object that came
+        ObjectEntry entry;     ///< of an object that came
+        DGSTATUS status = 0;
+        bool applied = false;
+    };
+
+    [[nodiscard]] DGSTATUS openSession();
+    [[nodiscard]] DGSTATUS listStorages();
+    void describeStorage(NodeIndex storage, const StorageInfo& info);
+    void dropMissingStorages(const std::vector<std::uint32_t>& ids);
+
+    void merge(NodeIndex parent, std::vector<ObjectEntry>& entries);
+    void dropMissing(NodeIndex parent, const std::vector<ObjectEntry>& entries);
+    void refresh(NodeIndex node, const ObjectEntry& entry);
+    [[nodiscard]] bool isAncestor(NodeIndex candidate, NodeIndex node) const;
+
+    [[nodiscard]] DGSTATUS takeIn(const NewObject& object, ObjectEntry& sent, const MediaProperties& media,
+                                  NodeIndex parent, const Progress& progress, NodeIndex& file);
+
+    void handleEvent(const Session::Event& event); ///< on the event thread, without the lock
+    [[nodiscard]] bool prepare(PendingEvent& pending, _MTP_COMMON_NODE*& target);
+    [[nodiscard]] bool prepareAdded(PendingEvent& pending, _MTP_COMMON_NODE*& target);
+    void apply(PendingEvent& pending);
+    void applyAdded(PendingEvent& pending);
+    void applyRemoved(PendingEvent& pending);
+    void applyChanged(std::uint32_t handle);
+    void dropTree();
+
+    const vemomtpsdk::AttachedDevice _description;
+    _MTP_DEVICE_NODE* _node;
+    platform::Monitor _lock;
+    std::atomic<bool> _retired = false;
+
+    NodeTree _tree;
+    unsigned _storageReferences = 0;
+    MediaCache _media;
+    OwnChanges _ownChanges;
+    std::optional<std::u16string> _friendlyName;
+
+    EventCallbacks _callbacks;
+    std::atomic<PendingEvent*> _announced = nullptr;
+    std::unique_ptr<EventThread> _eventThread; ///< outlives the session, which posts to it
+    mutable std::mutex _sessionMutex;          ///< of the pointer, for readers without the lock
+    std::shared_ptr<Session> _session;
+};
+
+} // namespace mtpsdk

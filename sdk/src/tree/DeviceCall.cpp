@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+#include "tree/DeviceCall.h"
+
+#include "tree/DeviceList.h"
+
+#include <algorithm>
+
+namespace mtpsdk {
+
+DGSTATUS DeviceCall::enter() {
+    if (_device == nullptr) {
+        return DGSTATUS_NODE_IS_NOT_EXISTED;
+    }
+    // The lock would let its holder in; a transfer under way must not find the tree changed.
+    if (_device->lock().heldByCurrentThread()) {
+        return DGSTATUS_ABNORMAL_STATUS;
+    }
+    _lock.emplace(_device->lock());
+    return _device->retired() ? DGSTATUS_NODE_IS_NOT_EXISTED : DGSTATUS_SUCCESS;
+}
+
+DeviceCall::DeviceCall(const void* record, std::initializer_list<NodeKind> kinds) {
+    if (record == nullptr) {
+        return;
+    }
+    _device = DeviceList::shared().deviceOf(record);
+    _status = enter();
+    if (_status != DGSTATUS_SUCCESS) {
+        return;
+    }
+    _node = tree().nodeOf(record);
+    if (_node == 0) {
+        const bool isDevice = record == _device->node();
+        _status = isDevice ? DGSTATUS_INVALID_SIGNATURE : DGSTATUS_NODE_IS_NOT_EXISTED;
+    } else if (std::ranges::find(kinds, tree().at(_node).kind) == kinds.end()) {
+        _status = DGSTATUS_INVALID_SIGNATURE;
+    } else if (_device->vanished()) {
+        _status = DGSTATUS_NO_DEVICE_ATTACHED;
+    }
+}
+
+DeviceCall::DeviceCall(const _MTP_DEVICE_NODE* device) {
+    if (device == nullptr) {
+        return;
+    }
+    _device = DeviceList::shared().deviceOf(device);
+    _status = enter();
+    if (_status == DGSTATUS_SUCCESS) {
+        _status = device == _device->node() ? _device->open() : DGSTATUS_INVALID_SIGNATURE;
+    }
+}
+
+DeviceCall::DeviceCall(OfEvent event) {
+    _device = DeviceList::shared().deviceOfEvent(event.handle);
+    _status = _device == nullptr ? DGSTATUS_INVALID_PARAMETER : enter();
+}
+
+NodeIndex DeviceCall::related(const void* record, NodeKind kind) const {
+    const NodeIndex node = tree().nodeOf(record);
+    return node != 0 && tree().at(node).kind == kind ? node : 0;
+}
+
+} // namespace mtpsdk

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tree/Device.h"
+
+#include <initializer_list>
+#include <memory>
+#include <optional>
+
+namespace mtpsdk {
+
+/// The border of every entry point: finds the device that a node belongs to, waits for its lock and checks the node.
+/// Work on it only while status() is success; the device's lock is held as long as this value lives.
+class DeviceCall {
+public:
+    /// For a node of the tree; `kinds` are those the call takes, another one is DGSTATUS_INVALID_SIGNATURE. Does not
+    /// open the device: a node of the tree comes from an open one.
+    DeviceCall(const void* record, std::initializer_list<NodeKind> kinds);
+    /// For a device node; opens the device.
+    explicit DeviceCall(const _MTP_DEVICE_NODE* device);
+    /// For the handle that an event callback was given.
+    struct OfEvent {
+        const void* handle;
+    };
+    explicit DeviceCall(OfEvent event);
+
+    /// Success, or why there is nothing to work on: DGSTATUS_INVALID_PARAMETER for null, DGSTATUS_NODE_IS_NOT_EXISTED,
+    /// DGSTATUS_NO_DEVICE_ATTACHED, DGSTATUS_ABNORMAL_STATUS from within this device's progress callback.
+    [[nodiscard]] DGSTATUS status() const { return _status; }
+    [[nodiscard]] explicit operator bool() const { return _status == DGSTATUS_SUCCESS; }
+    [[nodiscard]] Device& device() const { return *_device; }
+    [[nodiscard]] NodeTree& tree() const { return _device->tree(); }
+    [[nodiscard]] NodeIndex node() const { return _node; }
+    /// Another node that has to be part of the same tree and of this kind, or 0.
+    [[nodiscard]] NodeIndex related(const void* record, NodeKind kind) const;
+
+private:
+    [[nodiscard]] DGSTATUS enter();
+
+    std::shared_ptr<Device> _device; ///< outlives the lock
+    std::optional<platform::Synchronized> _lock;
+    NodeIndex _node = 0;
+    DGSTATUS _status = DGSTATUS_INVALID_PARAMETER;
+};
+
+} // namespace mtpsdk

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+#include "platform/Strings.h"
+#include "tree/Device.h"
+#include "tree/RecordTexts.h"
+#include "tree/SafeNames.h"
+
+#include <algorithm>
+
+namespace mtpsdk {
+namespace {
+
+/// A volume identifier that no person chose: a serial number or the like, digits and separators only.
+bool looksMadeUp(std::u16string_view identifier) {
+    constexpr std::u16string_view letters = u"0123456789abcdefABCDEF-_:{}";
+    constexpr std::u16string_view digits = u"0123456789";
+    return identifier.find_first_not_of(letters) == std::u16string_view::npos &&
+           identifier.find_first_of(digits) != std::u16string_view::npos;
+}
+
+/// What a person would call the storage. Never empty.
+std::u16string labelOf(const StorageInfo& info) {
+    const bool useIdentifier =
+        !info.volumeIdentifier.empty() && (info.description.empty() || !looksMadeUp(info.volumeIdentifier));
+    const std::u16string& label = useIdentifier ? info.volumeIdentifier : info.description;
+    return label.empty() ? u"Storage" : safeName(label);
+}
+
+/// The lower half of a storage ID numbers the volumes of a slot; 0 is a slot without a medium.
+bool hasMedium(std::uint32_t storageId) {
+    return (storageId & 0xFFFFU) != 0;
+}
+
+} // namespace
+
+DGSTATUS Device::openStorageList(NodeIndex& head) {
+    DGSTATUS status = listStorages();
+    if (status == DGSTATUS_INTERNAL_SESSIONNOTOPEN && !vanished()) {
+        // A device that was reset forgot the session.
+        {
+            const std::lock_guard lock(_sessionMutex);
+            _session.reset();
+            _eventThread.reset();
+        }
+        status = open();
+        status = status == DGSTATUS_SUCCESS ? listStorages() : status;
+    }
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    head = nextStorage(0);
+    if (head == 0) {
+        return DGSTATUS_NO_STORAGE_ATTACHED;
+    }
+    ++_storageReferences;
+    return DGSTATUS_SUCCESS;
+}
+
+DGSTATUS Device::listStorages() {
+    std::vector<std::uint32_t> ids;
+    const DGSTATUS status = session().storageIds(ids);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    std::erase_if(ids, [](std::uint32_t id) { return !hasMedium(id); });
+    dropMissingStorages(ids);
+    for (const std::uint32_t id : ids) {
+        StorageInfo info;
+        const DGSTATUS asked = session().storageInfo(id, info);
+        if (asked == DGSTATUS_NO_DEVICE_ATTACHED) {
+            return asked;
+        }
+        NodeIndex storage = _tree.storage(id);
+        if (asked != DGSTATUS_SUCCESS) {
+            continue; // a storage that cannot be described now keeps what is known of it
+        }
+        if (storage == 0) {
+            storage = _tree.addStorage(id, false);
+        }
+        if (storage == 0) {
+            return DGSTATUS_INSUFFICIENT_RESOURCE;
+        }
+        _tree.setHidden(storage, false);
+        describeStorage(storage, info);
+    }
+    return DGSTATUS_SUCCESS;
+}
+
+void Device::dropMissingStorages(const std::vector<std::uint32_t>& ids) {
+    const std::vector<NodeIndex> known = _tree.storages();
+    for (const NodeIndex storage : known) {
+        const Node& node = _tree.at(storage);
+        if (!node.hidden && std::find(ids.begin(), ids.end(), node.handle) == ids.end()) {
+            _tree.remove(storage, NodeTree::Texts::kept);
+        }
+    }
+}
+
+/// Labels tell storages apart in paths, so no two are equal; a storage keeps the label that it was first given.
+void Device::describeStorage(NodeIndex storage, const StorageInfo& info) {
+    const auto taken = [&](const std::u16string& label) {
+        return std::ranges::any_of(_tree.storages(), [&](NodeIndex other) {
+            return other != storage && platform::caseFolded(_tree.name(other)) == platform::caseFolded(label);
+        });
+    };
+    const std::u16string label = distinctName(labelOf(info), _tree.at(storage).handle, taken);
+    _tree.setStorageTexts(storage, label, info.description);
+    auto* record = _tree.record<_MTP_STORAGE_NODE>(storage);
+    record->MaxCapacity = info.maxCapacity;
+    record->UsedSize = info.maxCapacity - std::min(info.freeSpace, info.maxCapacity);
+}
+
+void Device::releaseStorageList() {
+    if (_storageReferences == 0 || --_storageReferences != 0) {
+        return;
+    }
+    const std::vector<NodeIndex> known = _tree.storages();
+    for (const NodeIndex storage : known) {
+        if (!_tree.at(storage).hidden) {
+            _tree.remove(storage, NodeTree::Texts::freed);
+        }
+    }
+}
+
+NodeIndex Device::nextStorage(NodeIndex storage) const {
+    const std::vector<NodeIndex>& all = _tree.storages();
+    auto from = storage == 0 ? all.begin() : std::find(all.begin(), all.end(), storage);
+    if (storage != 0 && from != all.end()) {
+        ++from;
+    }
+    const auto found = std::find_if(from, all.end(), [&](NodeIndex node) { return !_tree.at(node).hidden; });
+    return found == all.end() ? 0 : *found;
+}
+
+DGSTATUS Device::hiddenStorage(std::uint32_t storageId, NodeIndex& storage) {
+    StorageInfo info;
+    const DGSTATUS status = session().storageInfo(storageId, info);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    storage = _tree.storage(storageId);
+    if (storage == 0) {
+        storage = _tree.addStorage(storageId, true);
+    }
+    if (storage == 0) {
+        return DGSTATUS_INSUFFICIENT_RESOURCE;
+    }
+    describeStorage(storage, info);
+    return DGSTATUS_SUCCESS;
+}
+
+void Device::refreshCapacity(NodeIndex storage) {
+    StorageInfo info;
+    if (session().storageInfo(_tree.at(storage).handle, info) == DGSTATUS_SUCCESS) {
+        describeStorage(storage, info);
+    }
+}
+
+void Device::countUsed(NodeIndex storage, std::int64_t bytes) {
+    auto* record = _tree.record<_MTP_STORAGE_NODE>(storage);
+    if (record == nullptr) {
+        return;
+    }
+    const std::uint64_t used = record->UsedSize;
+    const auto amount = static_cast<std::uint64_t>(bytes < 0 ? -bytes : bytes);
+    record->UsedSize =
+        bytes < 0 ? used - std::min(used, amount) : std::min<std::uint64_t>(used + amount, record->MaxCapacity);
+}
+
+} // namespace mtpsdk
