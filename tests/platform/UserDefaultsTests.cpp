@@ -118,7 +118,7 @@ TEST(UserDefaults, manyWritersLoseNothing) {
 }
 
 TEST(UserDefaults, standardDefaultsLieInTheConfigurationFolder) {
-    const tests::TemporaryFolder folder;
+    static const tests::TemporaryFolder folder; // the process's defaults keep their file, also when tests repeat
     const tests::ScopedEnvironment configuration("XDG_CONFIG_HOME", folder.path().c_str());
     UserDefaults& defaults = UserDefaults::standardUserDefaults();
     defaults.setBool(true, "yes");
