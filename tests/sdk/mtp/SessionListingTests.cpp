@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+#include "ScriptedDevice.h"
+
+#include <gtest/gtest.h>
+
+namespace mtpsdk::test {
+namespace {
+
+constexpr std::uint32_t internal = 0x10001;
+constexpr std::uint32_t card = 0x20001;
+
+std::vector<std::u16string> namesOf(const std::vector<ObjectEntry>& entries) {
+    std::vector<std::u16string> names;
+    for (const ObjectEntry& entry : entries) {
+        names.push_back(entry.name);
+    }
+    return names;
+}
+
+class SessionListing : public ::testing::Test {
+protected:
+    /// The listing answered to a request for a handle's children, from the rows that a test lays down.
+    void answerLists() {
+        script.announce({OperationCode::GetObjectPropList});
+        script.on[OperationCode::GetObjectPropList] = [this](const ParameterContainer& command, const Bytes&) {
+            const auto rows = lists.find(command.parameters[0]);
+            return rows == lists.end() ? Answer{ResponseCode::InvalidObjectHandle, {}, {}}
+                                       : Answer{ResponseCode::OK, {}, rows->second.encoded()};
+        };
+    }
+    /// The older way: handles of children and one dataset each.
+    void answerHandles() {
+        script.on[OperationCode::GetObjectHandles] = [this](const ParameterContainer&, const Bytes&) {
+            std::vector<std::uint32_t> handles;
+            for (const auto& [handle, info] : infos) {
+                handles.push_back(handle);
+            }
+            return Answer{ResponseCode::OK, {}, encode(handles)};
+        };
+        script.on[OperationCode::GetObjectInfo] = [this](const ParameterContainer& command, const Bytes&) {
+            const ObjectInfo& info = infos[command.parameters[0]];
+            return info.filename.empty() ? Answer{ResponseCode::InvalidObjectHandle, {}, {}}
+                                         : Answer{ResponseCode::OK, {}, encode(info)};
+        };
+    }
+    void addInfo(std::uint32_t handle, std::uint32_t size, const std::u16string& name) {
+        ObjectInfo info;
+        info.format = raw(FormatCode::MP3);
+        info.compressedSize = size;
+        info.filename = name;
+        infos[handle] = info;
+    }
+
+    Script script;
+    std::map<std::uint32_t, Rows> lists;
+    std::map<std::uint32_t, ObjectInfo> infos;
+    std::vector<ObjectEntry> entries;
+};
+
+TEST_F(SessionListing, AFolderTakesOneRequestHoweverManyFiles) {
+    answerLists();
+    for (std::uint32_t i = 0; i < 500; ++i) {
+        lists[7].object(100 + i, internal, 7, FormatCode::MP3, std::uint64_t{i} << 32, u"file");
+    }
+    const auto session = script.open();
+    ASSERT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(entries.size(), 500U);
+    EXPECT_EQ(entries[2].size, std::uint64_t{2} << 32);
+    ASSERT_EQ(script.commands.size(), 1U);
+    EXPECT_EQ(script.commands[0].parameters, (std::array<std::uint32_t, 5>{7, 0, 0xFFFFFFFF, 0, 1}));
+}
+
+TEST_F(SessionListing, OnlyChildrenOfTheFolderAndTheStorageAreTaken) {
+    answerLists();
+    lists[0]
+        .object(1, internal, 0, FormatCode::Association, 0, u"Music")
+        .object(2, card, 0, FormatCode::Association, 0, u"on the card")
+        .object(3, internal, rootParent, FormatCode::MP3, 5, u"root.mp3")
+        .object(4, internal, 1, FormatCode::MP3, 5, u"deeper.mp3")
+        .object(0, internal, 0, FormatCode::MP3, 5, u"nothing");
+    lists[1]
+        .object(1, internal, 0, FormatCode::Association, 0, u"Music")
+        .object(4, internal, 1, FormatCode::MP3, 5, u"deeper.mp3");
+    const auto session = script.open();
+    ASSERT_EQ(session->listFolder(internal, 0, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"Music", u"root.mp3"}));
+    EXPECT_EQ(entries[1].parent, 0U);
+    ASSERT_EQ(session->listFolder(internal, 1, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"deeper.mp3"}));
+}
+
+TEST_F(SessionListing, RowsMayComeInAnyOrderAndGapsAreFilledFromTheObjectInfo) {
+    answerLists();
+    answerHandles();
+    addInfo(11, 77, u"gap.mp3");
+    lists[7]
+        .add(10, ObjectPropertyCode::ObjectFileName, PropertyValue::string(u"a"))
+        .add(11, ObjectPropertyCode::ObjectFormat, PropertyValue::integer(DataType::UInt16, 0x3009))
+        .add(10, ObjectPropertyCode::ObjectFormat, PropertyValue::integer(DataType::UInt16, 0x3801))
+        .add(10, ObjectPropertyCode::ObjectSize, PropertyValue::integer(DataType::UInt32, 3))
+        .add(12, ObjectPropertyCode::ObjectFormat, PropertyValue::integer(DataType::UInt16, 0x3009));
+    const auto session = script.open();
+    ASSERT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"a", u"gap.mp3"})); // 12 is gone meanwhile
+    EXPECT_EQ(entries[0].size, 3U);
+    EXPECT_EQ(entries[1].size, 77U);
+    EXPECT_EQ(entries[1].parent, 7U);
+}
+
+TEST_F(SessionListing, ADeviceThatRefusesListsIsAskedOnce) {
+    script.announce({OperationCode::GetObjectPropList, OperationCode::GetObjectPropValue});
+    script.on[OperationCode::GetObjectPropList] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::SpecificationByDepthUnsupported, {}, {}};
+    };
+    script.on[OperationCode::GetObjectPropValue] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::OK, {}, encode(PropertyValue::integer(DataType::UInt64, std::uint64_t{6} << 30))};
+    };
+    answerHandles();
+    addInfo(5, 10, u"small");
+    addInfo(6, sizeUnknown, u"big");
+    const auto session = script.open();
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
+        ASSERT_EQ(namesOf(entries), (std::vector<std::u16string>{u"small", u"big"}));
+        EXPECT_EQ(entries[1].size, std::uint64_t{6} << 30);
+    }
+    EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 1U);
+}
+
+TEST_F(SessionListing, AListThatMakesNoSenseIsReadTheOlderWay) {
+    script.announce({OperationCode::GetObjectPropList});
+    script.on[OperationCode::GetObjectPropList] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::OK, {}, bytesOf({9, 0, 0, 0, 1, 2, 3})};
+    };
+    answerHandles();
+    addInfo(5, 10, u"found");
+    const auto session = script.open();
+    ASSERT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"found"}));
+}
+
+TEST_F(SessionListing, AnUnlistedStorageIsReachedByItsId) {
+    answerLists();
+    answerHandles();
+    addInfo(5, 10, u"secret");
+    const auto session = script.open();
+    ASSERT_EQ(session->listFolder(0x30001, 0, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"secret"}));
+    const ParameterContainer& handles = script.commands[1];
+    EXPECT_EQ(handles.parameters[0], 0x30001U);
+    EXPECT_EQ(handles.parameters[2], rootParent);
+}
+
+TEST_F(SessionListing, FailuresOfTheFolderAreNotMistakenForRefusals) {
+    answerLists();
+    const auto session = script.open();
+    EXPECT_EQ(session->listFolder(internal, 99, entries), DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE);
+    lists[99].object(1, internal, 99, FormatCode::MP3, 1, u"a");
+    EXPECT_EQ(session->listFolder(internal, 99, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(script.commands.size(), 2U);
+}
+
+TEST_F(SessionListing, OneObjectTakesOneRequestAndMayBeOfTheOlderKind) {
+    answerLists();
+    answerHandles();
+    lists[5].object(5, internal, 7, FormatCode::MP3, 9, u"new way");
+    addInfo(6, 10, u"old way");
+    const auto session = script.open();
+    ObjectEntry entry;
+    ASSERT_EQ(session->objectEntry(5, entry), DGSTATUS_SUCCESS);
+    EXPECT_EQ(entry.name, u"new way");
+    EXPECT_EQ(entry.parent, 7U);
+    EXPECT_EQ(session->objectEntry(6, entry), DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE);
+    lists[6].add(6, ObjectPropertyCode::Artist, PropertyValue::string(u"no name"));
+    ASSERT_EQ(session->objectEntry(6, entry), DGSTATUS_SUCCESS);
+    EXPECT_EQ(entry.name, u"old way");
+}
+
+TEST_F(SessionListing, DevicePropertiesAreTextsAndOnlyWhatIsAnnounced) {
+    script.info.deviceProperties = {raw(DevicePropertyCode::DeviceFriendlyName)};
+    Bytes written;
+    script.on[OperationCode::GetDevicePropValue] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::OK, {}, encode(PropertyValue::string(u"My Player"))};
+    };
+    script.on[OperationCode::SetDevicePropValue] = [&written](const ParameterContainer&, const Bytes& data) {
+        written = data;
+        return Answer{};
+    };
+    const auto session = script.open();
+    std::u16string value;
+    EXPECT_EQ(session->deviceProperty(DevicePropertyCode::DeviceFriendlyName, value), DGSTATUS_SUCCESS);
+    EXPECT_EQ(value, u"My Player");
+    EXPECT_EQ(session->setDeviceProperty(DevicePropertyCode::DeviceFriendlyName, u"Ours"), DGSTATUS_SUCCESS);
+    EXPECT_EQ(written, encode(PropertyValue::string(u"Ours")));
+    EXPECT_EQ(session->deviceProperty(DevicePropertyCode::SynchronizationPartner, value),
+              DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED);
+    EXPECT_EQ(script.commands.size(), 2U);
+}
+
+} // namespace
+} // namespace mtpsdk::test
