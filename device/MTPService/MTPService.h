@@ -17,8 +17,7 @@ struct _MTP_COMMON_NODE;
 struct _MTP_STORAGE_NODE;
 
 /// The file service of one portable device. The application creates one per device, selects the device by its location
-/// ID
-/// ("%X" of the 32-bit USB location) and calls it from its own threads.
+/// ID ("%X" of the 32-bit USB location) and calls it from its own threads.
 ///
 /// Queries run at once on the calling thread. Content operations are queued and run one by one on the service's worker
 /// thread; every one takes a service ID of the caller's choice, answers true whatever happens, and reports through
@@ -150,6 +149,8 @@ public:
     [[nodiscard]] std::string convertAvailableString(const std::string& path) const;
     [[nodiscard]] std::uint64_t getLocalFileSize(const Text& path) const;
     [[nodiscard]] std::uint64_t totalMediaFileSize(const std::optional<platform::Array>& contents) const;
+    /// The media type of a file by its name's extension; MediaTypeNone for an unknown one.
+    [[nodiscard]] std::uint32_t checkMediaType(const Text& name) const;
 
     // Progress (called by the library's callback and by jobs)
     bool transferProgressInfoEx(const std::shared_ptr<QDMtpDeviceNotifier>& notifier, std::uint64_t maxTransferSize,
@@ -164,7 +165,14 @@ public:
     void sendCancelProgressEvent(std::uint32_t serviceID, const Text& locationId, std::uint32_t mediaType,
                                  std::uint32_t currentFile, std::uint32_t maxFile, std::uint32_t transferStatus);
 
+    /// What stands under "CallbackObject" in the context of DeviceProgressCallbackEx, for an application that passes
+    /// that callback along itself. Keeps the service's inside alive, though not its worker.
+    [[nodiscard]] platform::Value callbackObject() const;
+
 private:
+    /// Keeps the inside alive through a call: an observer called by it may destroy this object.
+    [[nodiscard]] std::shared_ptr<MTPServicePrivate> inside() const { return _private; }
+
     std::shared_ptr<MTPServicePrivate> _private;
 };
 
@@ -175,7 +183,7 @@ extern "C" MTPSERVICE_EXPORT MTPService* gMtpService;
 extern "C" {
 /// A device event; context is the location ID (a zero-terminated text) given at the registration.
 MTPSERVICE_EXPORT std::uint32_t NotifyCallback(std::uint32_t eventCode, void* context);
-/// A device event for a service, which the context given at the registration leads to.
+/// A device event for a service; context is the MTPService. One that is gone is answered 0x10000002.
 MTPSERVICE_EXPORT std::uint32_t NotifyCallbackEx(std::uint32_t eventCode, _MTP_COMMON_NODE* targetNode, void* handle,
                                                  void* context);
 /// Byte progress of the current file; context is a platform::Dictionary with "CallbackObject" and "CallbackContext".

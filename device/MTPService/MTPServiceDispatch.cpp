@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include "device/MTPService/MTPServicePrivate.h"
+
+#include "device/MTPService/MethodTrace.h"
+#include "platform/Log.h"
+
+#include <algorithm>
+#include <iterator>
+
+using platform::Synchronized;
+
+namespace {
+
+/// A command, its name in messages, and the status that its failure stands for (0: none).
+struct Command {
+    ServiceCommand code;
+    const char* name;
+    std::uint32_t failure;
+};
+
+constexpr Command commands[] = {
+    {FS_COMMAND_MTP_RENAME_FILE, "FS_COMMAND_MTP_RENAME_FILE", 0},
+    {FS_COMMAND_MTP_PLAY_FILE, "FS_COMMAND_MTP_PLAY_FILE", 0},
+    {FS_COMMAND_QD_COPY_TO_DEVICE_CONTENTS, "FS_COMMAND_QD_COPY_TO_DEVICE_CONTENTS", SERVICE_COPY_TO_DEVICE_FAILED},
+    {FS_COMMAND_QD_COPY_TO_MAC_CONTENTS, "FS_COMMAND_QD_COPY_TO_MAC_CONTENTS", SERVICE_COPY_TO_MAC_FAILED},
+    {FS_COMMAND_QD_DELETE_CONTENTS, "FS_COMMAND_QD_DELETE_CONTENTS", SERVICE_DELETE_FAILED},
+    {FS_COMMAND_QD_SYNC_CONTENTS, "FS_COMMAND_QD_SYNC_CONTENTS", SERVICE_SYNC_FAILED},
+    {FS_COMMAND_QD_COPY_DEVICE_TO_DEVICE_CONTENTS, "FS_COMMAND_QD_COPY_DEVICE_TO_DEVICE_CONTENTS", 0},
+    {FS_COMMAND_QD_COPY_TO_PLAYLIST_CONTENTS, "FS_COMMAND_QD_COPY_TO_PLAYLIST_CONTENTS", 0},
+    {FS_COMMAND_QD_DELETE_PLAYLIST_CONTENTS, "FS_COMMAND_QD_DELETE_PLAYLIST_CONTENTS", 0},
+};
+
+} // namespace
+
+bool MTPServicePrivate::doMTPFileService(const _serviceinfo* request) {
+    const MethodTrace trace(6);
+    if (request == nullptr) {
+        return false;
+    }
+    const auto* const command = std::ranges::find(commands, request->serviceCommand, &Command::code);
+    if (command == std::end(commands)) {
+        QD_LOG(7, "MTPService = %@, UNKNOWN service = %d", static_cast<const void*>(this), request->serviceCommand);
+        return false;
+    }
+    QD_LOG(7, "MTPService = %@, %@", static_cast<const void*>(this), command->name);
+    const bool succeeded = runJob(*request, command->name);
+    if (!succeeded && command->failure != 0) {
+        QD_LOG(7, "%@ is failed. error = 0x%08x", command->name, command->failure);
+    }
+    return succeeded;
+}
+
+bool MTPServicePrivate::runJob(const _serviceinfo& request, const char* name) {
+    switch (request.serviceCommand) {
+    case FS_COMMAND_MTP_RENAME_FILE:
+        return renameFile(request);
+    case FS_COMMAND_QD_COPY_TO_DEVICE_CONTENTS:
+        if (request.mediaType != MediaTypePodcast) {
+            return doCopyMediaContentsToDevice(request);
+        }
+        break;
+    default:
+        break;
+    }
+    QD_LOG(3, "There is no job for %@ with media type %d. It is not run.", name, request.mediaType);
+    return false;
+}
+
+bool MTPServicePrivate::renameFile(const _serviceinfo& request) {
+    const Synchronized library(MtpControl::classMonitor());
+    const Text nodeID = request.sourcePath ? indexedNode(*request.sourcePath) : std::nullopt;
+    std::uint32_t error = 0;
+    return _mtpControl->renameItemAtPath(_currentDeviceNode, _storageHeadNode, nodeID, request.sourcePath,
+                                         request.destinationPath, &error);
+}

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include "device/MTPService/MTPServicePrivate.h"
+
+#include "device/MTPService/MethodTrace.h"
+#include "platform/Files.h"
+#include "platform/Log.h"
+#include "platform/Paths.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace {
+
+constexpr const char* temporaryFolder = "~/Tesvora/Lumo/Temp";
+/// Bytes that a local copy leaves free: copies are a convenience, a full disk is none.
+constexpr std::uint64_t freeSpaceReserve = 256ULL << 20U;
+
+/// Whether the copy has the source's size and is not older.
+bool isUpToDate(const std::string& copy, const std::string& source) {
+    const auto size = platform::fileSize(copy);
+    if (!size || size != platform::fileSize(source)) {
+        return false;
+    }
+    std::error_code copyError;
+    std::error_code sourceError;
+    const auto copyTime = std::filesystem::last_write_time(copy, copyError);
+    const auto sourceTime = std::filesystem::last_write_time(source, sourceError);
+    return !copyError && !sourceError && copyTime >= sourceTime;
+}
+
+} // namespace
+
+MTPServicePrivate::Text MTPServicePrivate::localCopyPath(const std::string& devicePath) const {
+    if (std::ranges::count(platform::pathComponents(devicePath), "..") != 0 ||
+        devicePath.find('\0') != std::string::npos) {
+        return std::nullopt;
+    }
+    return platform::expandingTilde(temporaryFolder) + devicePath;
+}
+
+bool MTPServicePrivate::copyMediaFileToLocalTempPath(const std::string& sourcePath, const std::string& targetPath,
+                                                     std::uint32_t /*mediaType*/) const {
+    const MethodTrace trace(6);
+    const Text copy = targetPath.starts_with('/') ? localCopyPath(targetPath) : std::nullopt;
+    if (!copy) {
+        QD_LOG(3, "%@ has no local temp file.", targetPath);
+        return false;
+    }
+    if (isUpToDate(*copy, sourcePath)) {
+        QD_LOG(5, "Already exist local temp file : %@", *copy);
+        return true;
+    }
+    const std::string folder = platform::deletingLastPathComponent(*copy);
+    if (const std::error_code error = platform::createFolders(folder)) {
+        QD_LOG(3, "Create %@ folder is fail. Error = %@", folder, error.message());
+        return false;
+    }
+    const std::uint64_t needed = platform::fileSize(sourcePath).value_or(0) + freeSpaceReserve;
+    if (volumeFreeSpace(folder) < needed || platform::fileSystemFreeSize(folder).value_or(0) < needed) {
+        QD_LOG(5, "No space for local temp file : %@", *copy);
+        return false;
+    }
+    if (const std::error_code error = platform::copyFile(sourcePath, *copy)) {
+        QD_LOG(3, "Copy %@ to %@ is fail. Error = %@", sourcePath, *copy, error.message());
+        return false;
+    }
+    return true;
+}

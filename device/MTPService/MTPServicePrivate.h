@@ -1,0 +1,316 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "device/MTPService/EventRegistration.h"
+#include "device/MTPService/Guarded.h"
+#include "device/MTPService/MTPControl.h"
+#include "device/MTPService/QDMtpDeviceNotifier.h"
+#include "device/MTPService/ServiceRequest.h"
+#include "device/MTPService/ServiceStatus.h"
+#include "platform/Monitor.h"
+#include "platform/ThreadAnnotations.h"
+#include "platform/Value.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+class MTPService;
+class VXDeviceConfirmDelegate;
+
+/// The inside of MTPService: all instance variables and operations. Shared between the public object, the worker
+/// thread and callbacks under way, so that none of them outlives what it uses. MTPService.h documents the public
+/// operations; here stand the private ones. One source file per responsibility; jobs have files of their own.
+///
+/// Locks, outermost first: classMonitor() (storage table changes, cancelling), MtpControl::classMonitor() (the library
+/// and the node pointers), _queueLock (the queue). Guarded fields and atomics are read under none of them.
+class MTPServicePrivate : public std::enable_shared_from_this<MTPServicePrivate> {
+public:
+    using Text = std::optional<std::string>;
+    using StorageTable = std::optional<std::vector<platform::Dictionary>>;
+    /// Upper-cased device path to node handle text.
+    using ContentIndex = std::optional<std::unordered_map<std::string, std::string>>;
+
+    /// The process-wide monitor around the storage table and the cancelling.
+    static platform::Monitor& classMonitor();
+
+    MTPServicePrivate();
+    ~MTPServicePrivate();
+    MTPServicePrivate(const MTPServicePrivate&) = delete;
+    MTPServicePrivate& operator=(const MTPServicePrivate&) = delete;
+
+    // Life (MTPServiceLifecycle.cpp)
+    void init();
+    void initWithLocationID(const Text& locationID);
+    /// The end of the public object. Cancels what is queued, waits for the running job and gives everything back; on a
+    /// thread that the job may be waiting for, a thread of its own does that.
+    void tearDown();
+
+    // The device and its events (MTPServiceDevice.cpp)
+    void setLocationID(const Text& locationID);
+    [[nodiscard]] Text locationID() const;
+    [[nodiscard]] Text modelName() const;
+    [[nodiscard]] std::uint8_t getReleaseState() const;
+    bool refreshDeviceList();
+    void releaseDeviceHeadNode();
+    [[nodiscard]] bool deviceNodeHeadExist();
+    void disconnectDevice(const Text& locationID);
+    /// `service` is the context of NotifyCallbackEx.
+    bool registerNotifyEvent(MTPService* service);
+    void setConfirmDelegate(const std::shared_ptr<VXDeviceConfirmDelegate>& delegate);
+    std::int32_t processCallbackEvent(std::uint32_t eventCode, _MTP_COMMON_NODE* targetNode, void* handle);
+
+    // Requests (MTPServiceRequests.cpp)
+    bool copyContentsMacToDevice(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                 std::uint32_t mediaType, std::uint32_t storageIndex, const Text& playlistName);
+    bool copyContentsDeviceToMac(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                 const Text& destinationPath, std::uint32_t mediaType, const Text& playlistName);
+    bool copyContentsDeviceToDevice(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                    const Text& srcLocationId, const Text& destLocationId, std::uint32_t mediaType,
+                                    std::uint32_t destStorageIndex);
+    bool deleteContents(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                        std::uint32_t mediaType, std::uint32_t diskIndex);
+    bool syncContents(std::uint32_t serviceID, const std::optional<platform::Array>& contents, std::uint32_t mediaType,
+                      bool isStartInternal);
+    bool addContentsToPlaylist(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                               std::uint32_t mediaType, const Text& playlistName);
+    bool deleteContentsAtPlaylist(std::uint32_t serviceID, const std::optional<platform::Array>& contents,
+                                  std::uint32_t mediaType, const Text& playlistName);
+    Text copyContentToPlay(std::uint32_t serviceID, std::uint32_t diskIndex, std::uint32_t mediaType,
+                           const platform::Dictionary& fileInformation);
+
+    /// A record with what every request holds; null when memory runs out, which is told by the cancel notification.
+    std::unique_ptr<_serviceinfo> newRequest(std::uint32_t serviceID, ServiceCommand command, std::uint32_t mediaType,
+                                             const std::optional<platform::Array>& contents, const Text& locationID);
+
+    // Queue, worker, cancelling (MTPServiceQueue.cpp)
+    void cancelFileAction(std::uint32_t serviceID);
+    void emptyQueue();
+    bool emptyQueue(std::uint32_t serviceID);
+    [[nodiscard]] bool isCancelServiceId(std::uint32_t serviceID) const;
+    bool removeCancelServiceId(std::uint32_t serviceID);
+    bool exitServiceThread();
+    [[nodiscard]] bool isIdle() const;
+    /// The worker's body.
+    void mtpFileServiceQueueThread();
+    enum class QueueLocking {
+        tryOnce, ///< a request that finds the queue busy is lost
+        wait,    ///< a request waits for its place
+    };
+    enum class Refusal { told, silent };
+    /// Appends the request and wakes the worker. A service that is released refuses it; unless the refusal is silent,
+    /// with a cancel notification that carries `locationID`.
+    void enqueue(std::unique_ptr<_serviceinfo> request, QueueLocking locking, Refusal refusal, const Text& locationID);
+    /// Takes all requests out; one cancel notification for each run of equal service IDs.
+    void cancelQueuedRequests();
+
+    // Dispatcher (MTPServiceDispatch.cpp)
+    bool doMTPFileService(const _serviceinfo* request);
+    bool renameFile(const _serviceinfo& request);
+    /// Runs the job that the request's command and media type select; false when there is none.
+    bool runJob(const _serviceinfo& request, const char* name);
+
+    // Jobs: each takes one request and answers whether it succeeded.
+    bool doCopyMediaContentsToDevice(const _serviceinfo& request);
+
+    // Progress (MTPServiceProgress.cpp)
+    bool transferProgressInfoEx(const std::shared_ptr<QDMtpDeviceNotifier>& notifier, std::uint64_t maxTransferSize,
+                                std::uint64_t currentTransferSize);
+    bool transferProgressInfo(const std::shared_ptr<QDMtpDeviceNotifier>& notifier, std::uint32_t maxTransferSize,
+                              std::uint32_t currentTransferSize);
+    void sendMtpTransferEvent(std::uint32_t serviceID, const Text& locationId, std::uint32_t mediaType,
+                              std::uint32_t currentTransfer, std::uint32_t maxTransfer, std::uint32_t failTransfer,
+                              const Text& fileName, const Text& deviceName, std::uint32_t currentProgress,
+                              std::uint32_t maxProgress, std::uint32_t transferStatus);
+    static void sendMtpTransferEventThread(const platform::Dictionary& info);
+    void sendCancelProgressEvent(std::uint32_t serviceID, const Text& locationId, std::uint32_t mediaType,
+                                 std::uint32_t currentFile, std::uint32_t maxFile, std::uint32_t transferStatus);
+    /// The cancel notification of a request that does not run: no files, status 3. Always false, as a job's answer.
+    bool refuse(std::uint32_t serviceID, std::uint32_t mediaType, const Text& locationId);
+    bool refuse(const _serviceinfo& request);
+
+    // Storages (MTPServiceStorage.cpp, MTPServiceCapacity.cpp)
+    void setDeviceInformation(const std::optional<platform::Dictionary>& information);
+    std::optional<platform::Array> storageInfoLists();
+    std::optional<platform::Array> diskInformation();
+    [[nodiscard]] std::optional<platform::Array> storageInformation() const;
+    void addDiskInformation(const std::optional<platform::Dictionary>& information);
+    void removeDiskInformation(const std::optional<platform::Dictionary>& information);
+    std::uint64_t totalSpace(std::uint32_t diskIndex);
+    std::uint64_t freeSpace(std::uint32_t diskIndex);
+    [[nodiscard]] std::uint64_t storageTotalSpace(const Text& volumePath) const;
+    [[nodiscard]] std::uint64_t storageUsedSpace(const Text& volumePath) const;
+    void setStorageTotalSpace(const Text& volumePath, std::uint64_t totalSize);
+    void setStorageUsedSpace(const Text& volumePath, std::uint64_t usedSize);
+    [[nodiscard]] Text storagePath(unsigned long diskIndex) const;
+    Text storagePathWithOption(bool isInternal, std::uint32_t* index) const;
+    [[nodiscard]] std::uint64_t volumeFreeSpace(const Text& path) const;
+    [[nodiscard]] std::optional<platform::Dictionary> storageInfoFromIndex(std::uint32_t diskIndex) const;
+    [[nodiscard]] Text storageNameFromIndex(std::uint32_t diskIndex) const;
+    [[nodiscard]] std::optional<platform::Dictionary> diskInfoFromDiskInfoList(const platform::Array& list,
+                                                                               std::uint32_t index) const;
+    _MTP_STORAGE_NODE* currentStorageNode(const Text& path);
+    using StorageMatch = std::function<bool(const platform::Dictionary&)>;
+    /// A copy of the first entry of the storage table that matches.
+    [[nodiscard]] std::optional<platform::Dictionary> firstStorage(const StorageMatch& match) const;
+    /// Sets a key of the first entry that matches; nothing when none does.
+    void setInFirstStorage(const StorageMatch& match, std::string_view key, const platform::Value& value);
+    /// The device's friendly name, or nothing (logged).
+    Text friendlyName();
+
+    // Hidden volumes (MTPServiceHiddenVolumes.cpp)
+    bool hiddenVolumeInfo(const Text& volumeID);
+    _MTP_STORAGE_NODE* hiddenStorageInfo(std::uint32_t storageID);
+    void releaseHiddenStorage();
+    /// The path within the hidden volume that "NAME:path" or "~NAME:path" addresses, and the volume's node (null when
+    /// the device does not have it). Nothing for a path of another kind.
+    Text checkHiddenVolume(const Text& path, _MTP_STORAGE_NODE** storageNode);
+    /// The same as a full device path.
+    Text convertHiddenVolumePathToFullPath(const Text& path, _MTP_STORAGE_NODE** storageNode);
+
+    // Default folders and classification (MTPServiceDefaultFolders.cpp, MTPServiceMediaTypes.cpp)
+    void setDefaultMediaInfo(const platform::Array& storages);
+    [[nodiscard]] Text defaultMediaPath(std::uint32_t diskIndex, std::uint32_t mediaType) const;
+    [[nodiscard]] Text defaultMediaID(const Text& path, std::uint32_t mediaType) const;
+    void setDefaultMediaID(const Text& path, std::uint32_t mediaType, const Text& defaultID);
+    Text mediaDefaultNode(const Text& path, std::uint32_t mediaType);
+    Text createDefaultMediaFolder(const Text& path);
+    [[nodiscard]] Text defaultMediaContentsPath(const platform::Array& list, std::uint32_t index,
+                                                std::uint32_t mediaType) const;
+    [[nodiscard]] Text defaultMediaContentsPath(const Text& volumePath, std::uint32_t diskType,
+                                                std::uint32_t mediaType) const;
+    [[nodiscard]] bool checkContentExtensions(const Text& extension,
+                                              const std::optional<std::vector<std::string>>& extLists) const;
+    [[nodiscard]] std::uint32_t checkMediaType(const Text& name) const;
+    [[nodiscard]] bool checkMediaContent(const Text& volumePath, const Text& filePath, std::uint32_t diskType,
+                                         std::uint32_t mediaType) const;
+    [[nodiscard]] bool checkMediaContent(std::uint32_t diskIndex, const Text& filePath, std::uint32_t mediaType) const;
+
+    // Files (MTPServiceFiles.cpp, MTPServiceNames.cpp, MTPServiceLocalCopies.cpp)
+    std::optional<platform::Dictionary> mediaFileInfoFromDevice(const Text& destinationPath);
+    void mediaFileInfo(const Text& path, const Text& fileNode, std::optional<platform::Dictionary>& info);
+    bool isExistContentFromMac(const platform::Dictionary& fileInformation, Text* returnNode);
+    [[nodiscard]] std::string convertAvailableFileName(const std::string& name) const;
+    [[nodiscard]] std::string convertAvailableString(const std::string& path) const;
+    [[nodiscard]] std::uint64_t getLocalFileSize(const Text& path) const;
+    [[nodiscard]] std::uint64_t totalMediaFileSize(const std::optional<platform::Array>& contents) const;
+    /// Where a device file's local copy lies: the temporary folder followed by the device path. Nothing for a path that
+    /// would lead out of that folder: device paths hold names that a device chose.
+    [[nodiscard]] Text localCopyPath(const std::string& devicePath) const;
+    /// Keeps a copy of a file that was sent, whatever its media type, as the local copy of its device path; false when
+    /// there is none afterwards.
+    bool copyMediaFileToLocalTempPath(const std::string& sourcePath, const std::string& targetPath,
+                                      std::uint32_t mediaType) const;
+    /// The node handle that the content index holds for a device path.
+    [[nodiscard]] Text indexedNode(const std::string& devicePath) const;
+    void indexNode(const std::string& devicePath, const std::string& nodeID);
+    /// Adds a file that was sent to a playlist of the device.
+    bool sendMediaFileToPlaylist(const std::string& playlistName, const Text& nodeID, const std::string& filePath,
+                                 std::uint32_t* error);
+
+    // Instance variables. The node pointers are guarded by MtpControl's monitor.
+    Guarded<std::weak_ptr<VXDeviceConfirmDelegate>> _confirmDelegate;
+    std::unique_ptr<MtpControl> _mtpControl;
+    std::condition_variable _syncCondition;
+    /// Used without recursion: it tells whether the calling thread holds it already.
+    platform::Monitor _queueLock;
+    std::deque<std::unique_ptr<_serviceinfo>> _serviceItem PLATFORM_GUARDED_BY(_queueLock);
+    std::atomic<std::uint8_t> _releaseState{0};
+    _MTP_DEVICE_NODE* _currentDeviceNode = nullptr;
+    Guarded<Text> _currentLocationID;
+    Guarded<std::vector<std::uint32_t>> _cancelServiceId;
+    _MTP_STORAGE_NODE* _storageHeadNode = nullptr;
+    Guarded<StorageTable> _storageLists;
+    Guarded<Text> _modelName;
+    std::atomic<std::int32_t> _FileTransferStatus{TransferStatusNone};
+    /// Upper-cased NAME to storage ID; "NAME_ID" to node handle text.
+    Guarded<std::optional<platform::Dictionary>> _hiddenVolumeLists;
+    /// Changed under MtpControl's monitor only, asked about without.
+    std::atomic<_MTP_DEVICE_NODE*> _deviceHeadNode{nullptr};
+    Guarded<ContentIndex> _mediaContentInfoLists;
+    std::atomic<std::uint8_t> _bReleaseDeviceList{0};
+
+    /// Marks a job or a long walk as running, for capacity queries and for those who wait for its end.
+    void beginTransfer();
+    void endTransfer();
+    /// Marks the time between two points of a method.
+    class Transferring {
+    public:
+        explicit Transferring(MTPServicePrivate& service)
+            : _service(service) {
+            _service.beginTransfer();
+        }
+        ~Transferring() { _service.endTransfer(); }
+        Transferring(const Transferring&) = delete;
+        Transferring& operator=(const Transferring&) = delete;
+
+    private:
+        MTPServicePrivate& _service;
+    };
+    [[nodiscard]] bool isTransferring() const;
+    /// Waits until no job or long walk runs.
+    void waitWhileTransferring();
+
+    /// Fetches the device list when there is none; false when the library fails.
+    bool fetchDeviceList();
+    /// Fetches the current device's storages in place of those held, which go back to the library.
+    DGSTATUS fetchStorageList();
+    /// The current location ID as a number.
+    [[nodiscard]] std::uint32_t locationNumber() const;
+
+private:
+    /// A storage's dictionary with its default folders, which are made where they are missing.
+    platform::Dictionary withDefaultFolders(const platform::Dictionary& storage, const std::string& volumePath,
+                                            bool external);
+    /// The folder of this name below the parent, or the storage's root when that is null; made when missing.
+    _MTP_FOLDER_NODE* folderInside(_MTP_STORAGE_NODE* storage, _MTP_FOLDER_NODE* parent, const std::string& name);
+    platform::Array listedStorages(const std::string& device);
+    /// The storage ID of a hidden volume's name; 0 (logged) when there is none.
+    [[nodiscard]] std::uint32_t hiddenStorageID(const std::string& name) const;
+    _MTP_STORAGE_NODE* cachedHiddenStorage(const std::string& cacheKey, std::uint32_t storageID);
+
+    /// The default folder of a storage of another device, whose service the delegate knows.
+    Text folderOnOtherDevice(const std::string& locationID, std::uint32_t mediaType, std::uint32_t storageIndex);
+    void enqueuePlaylistEdit(ServiceCommand command, QueueLocking locking, std::uint32_t serviceID,
+                             const std::optional<platform::Array>& contents, std::uint32_t mediaType,
+                             const Text& playlistName);
+
+    void startWorker();
+    void runWorker();
+    void waitForRequest();
+    std::unique_ptr<_serviceinfo> takeRequest();
+    bool tryQueueLock() PLATFORM_TRY_ACQUIRE(true, _queueLock);
+    bool acquireQueue(QueueLocking locking) PLATFORM_TRY_ACQUIRE(true, _queueLock);
+    void signalWorker();
+    [[nodiscard]] bool mayWaitForJob() const;
+    void stop();
+    void releaseLists();
+    void forgetTables();
+
+    DGSTATUS objectAdded(void* handle);
+    DGSTATUS objectRemoved(const _MTP_COMMON_NODE* target, void* handle);
+    DGSTATUS deviceReset(void* handle);
+
+    std::thread _worker;
+    std::atomic<std::thread::id> _workerID{};
+    /// Guards nothing but the wake-ups; see mtpFileServiceQueueThread.
+    std::mutex _syncMutex;
+    /// The service's own end, apart from the released state that applications see. Set under _syncMutex.
+    std::atomic<bool> _endWorker{false};
+    /// Requests in the queue: its test for emptiness takes no lock.
+    std::atomic<std::size_t> _queuedCount{0};
+    /// Requests queued or running.
+    std::atomic<std::size_t> _pendingCount{0};
+    std::mutex _statusMutex;
+    std::condition_variable _statusChanged;
+    EventRegistration _eventRegistration;
+};

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "device/MTPService/TransferJob.h"
+
+#include "platform/Log.h"
+
+TransferJob::TransferJob(MTPServicePrivate& service, const _serviceinfo& request, std::size_t fileCount,
+                         std::uint64_t totalBytes)
+    : _service(service)
+    , _serviceID(request.serviceID)
+    , _notifier(std::make_shared<QDMtpDeviceNotifier>(service.locationID(), service.locationID(), request.serviceID,
+                                                      request.mediaType, service.modelName(), request.storageIndex,
+                                                      static_cast<std::uint32_t>(fileCount), totalBytes))
+    , _callbackContext{{"CallbackObject", service.shared_from_this()}, {"CallbackContext", _notifier}} {
+    _notifier->setCurrentTransferStatus(TransferStatusRunning);
+    _notifier->sendInitialTransferEvent();
+    if (request.playlistName) {
+        _notifier->setPlaylistName(request.playlistName);
+    }
+}
+
+TransferJob::~TransferJob() {
+    if (_isCancelled) {
+        _service.removeCancelServiceId(_serviceID);
+    }
+}
+
+bool TransferJob::stopsForCancel() {
+    if (!_service.isCancelServiceId(_serviceID)) {
+        return false;
+    }
+    cancelled();
+    return true;
+}
+
+bool TransferJob::stopsForRelease() {
+    if (_service.getReleaseState() != 1) {
+        return false;
+    }
+    QD_LOG(5, "Device Disconnected - %@", _service.locationID());
+    _notifier->cancelFileTransfer();
+    return true;
+}
+
+void TransferJob::cancelled() {
+    _isCancelled = true;
+    _notifier->cancelFileTransfer();
+}
+
+void TransferJob::beginFile(const std::optional<std::string>& path) {
+    // A file that broke off must not lend its byte counts, nor any file its media information, to the next one.
+    _notifier->setMaxSendBytes(0);
+    _notifier->setPrevSendBytes(0);
+    _notifier->setMediaInfo(std::nullopt);
+    _notifier->setFilePath(path);
+}
+
+void TransferJob::fileSucceeded() {
+    _notifier->setTransferResult(DGSTATUS_SUCCESS);
+    _notifier->incCurrentTransferFileCount();
+}
+
+void TransferJob::fileFailed(std::uint32_t status) {
+    _notifier->setTransferResult(status);
+    _notifier->sendResultNotification(); // the count alone would not say which file failed, nor why
+    _notifier->incFailTransferFileCount();
+}
+
+void TransferJob::remainingFilesFailed(std::uint32_t status, std::size_t count) {
+    _notifier->setTransferResult(status);
+    _notifier->addFailTransferFileCount(static_cast<std::uint32_t>(count));
+    _notifier->sendResultNotification();
+}
+
+bool TransferJob::isCancelStatus(std::uint32_t status) {
+    return status == DGSTATUS_IO_CANCEL_SUCCESS || status == DGSTATUS_IO_CANCEL_FAILED;
+}
+
+bool TransferJob::isStorageFull(std::uint32_t status) {
+    return status == DGSTATUS_STORAGE_FULL || status == DGSTATUS_INTERNAL_STOREFULL;
+}

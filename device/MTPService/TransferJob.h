@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "device/MTPService/MTPServicePrivate.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+/// What every queued job does alike: it has a notifier that announces the start, tests between files whether it must
+/// stop, hands the library a context for DeviceProgressCallbackEx, gives each file exactly one outcome, and takes its
+/// service ID off the cancelled ones at the end when it stopped because of them. Lives as long as the job runs, on the
+/// worker thread.
+class TransferJob {
+public:
+    /// Posts the initial progress notification. totalBytes over all files; 0 when bytes are not counted.
+    TransferJob(MTPServicePrivate& service, const _serviceinfo& request, std::size_t fileCount,
+                std::uint64_t totalBytes);
+    ~TransferJob();
+    TransferJob(const TransferJob&) = delete;
+    TransferJob& operator=(const TransferJob&) = delete;
+
+    [[nodiscard]] QDMtpDeviceNotifier& notifier() { return *_notifier; }
+    /// The context for the library's progress callback; valid while the job lives.
+    [[nodiscard]] void* callbackContext() { return &_callbackContext; }
+
+    /// True (and told) when the application cancelled this request.
+    bool stopsForCancel();
+    /// True (and told) when the service was released.
+    bool stopsForRelease();
+    /// The library says that the transfer was cancelled: told, and the request's cancellation is done with.
+    void cancelled();
+
+    /// A file's story begins: the outcome and progress that follow are this path's (the file's on the device; nothing
+    /// when the request does not even name it).
+    void beginFile(const std::optional<std::string>& path);
+    void fileSucceeded();
+    void fileFailed(std::uint32_t status);
+    /// This file and all that remain failed, the way a full storage ends a job.
+    void remainingFilesFailed(std::uint32_t status, std::size_t count);
+
+    /// The library's cancel results, and its two words for a full storage.
+    [[nodiscard]] static bool isCancelStatus(std::uint32_t status);
+    [[nodiscard]] static bool isStorageFull(std::uint32_t status);
+
+private:
+    MTPServicePrivate& _service;
+    std::uint32_t _serviceID;
+    bool _isCancelled = false;
+    std::shared_ptr<QDMtpDeviceNotifier> _notifier;
+    platform::Dictionary _callbackContext;
+};

@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "host/VXDeviceConfirmDelegate.h"
+
+VXDeviceConfirmDelegate::~VXDeviceConfirmDelegate() = default;
