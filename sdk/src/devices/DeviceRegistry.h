@@ -28,7 +28,7 @@ public:
 class DeviceRegistry {
 public:
     enum class Change { attached, removed };
-    /// Called on the thread that noticed the change, under no lock of the registry; must not remove itself.
+    /// Called on the thread that noticed the change, one at a time; must neither add nor remove listeners.
     using Listener = std::function<void(std::uint32_t locationId, Change change)>;
 
     /// The process's registry; it holds the virtual devices from the start.
@@ -47,10 +47,12 @@ public:
     void announce(std::uint32_t locationId, Change change);
 
 private:
+    [[nodiscard]] std::vector<std::shared_ptr<DeviceSource>> sources();
+
     std::mutex _mutex;
     std::vector<std::shared_ptr<DeviceSource>> _sources;
-    /// Held while listeners run, so that a removed one is never called again. Taken before _mutex, never after.
-    std::recursive_mutex _listenerMutex;
+    /// Held while listeners run, so that a removed one is never called again.
+    std::mutex _listenerMutex;
     std::map<std::uint64_t, Listener> _listeners;
     std::uint64_t _nextListener = 1;
 };

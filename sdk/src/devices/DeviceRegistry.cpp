@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include "devices/DeviceRegistry.h"
+
+#include "devices/VirtualDevices.h"
+
+#include <utility>
+
+namespace mtpsdk {
+
+DeviceRegistry& DeviceRegistry::shared() {
+    // Never destroyed: threads of an application may still ask while the process ends.
+    static auto& registry = *[] {
+        auto* const made = new DeviceRegistry;
+        made->addSource(VirtualDevices::shared());
+        return made;
+    }();
+    return registry;
+}
+
+void DeviceRegistry::addSource(std::shared_ptr<DeviceSource> source) {
+    const std::lock_guard lock(_mutex);
+    _sources.push_back(std::move(source));
+}
+
+std::vector<std::shared_ptr<DeviceSource>> DeviceRegistry::sources() {
+    const std::lock_guard lock(_mutex);
+    return _sources;
+}
+
+std::vector<vemomtpsdk::AttachedDevice> DeviceRegistry::devices() {
+    std::vector<vemomtpsdk::AttachedDevice> all;
+    for (const auto& source : sources()) {
+        for (vemomtpsdk::AttachedDevice& device : source->devices()) {
+            all.push_back(std::move(device));
+        }
+    }
+    return all;
+}
+
+DGSTATUS DeviceRegistry::openTransport(std::uint32_t locationId, std::unique_ptr<Transport>& transport) {
+    for (const auto& source : sources()) {
+        const DGSTATUS status = source->openTransport(locationId, transport);
+        if (status != DGSTATUS_NO_DEVICE_ATTACHED) {
+            return status;
+        }
+    }
+    return DGSTATUS_NO_DEVICE_ATTACHED;
+}
+
+std::uint64_t DeviceRegistry::addListener(Listener listener) {
+    const std::lock_guard lock(_listenerMutex);
+    _listeners.emplace(_nextListener, std::move(listener));
+    return _nextListener++;
+}
+
+void DeviceRegistry::removeListener(std::uint64_t listener) {
+    const std::lock_guard lock(_listenerMutex);
+    _listeners.erase(listener);
+}
+
+void DeviceRegistry::announce(std::uint32_t locationId, Change change) {
+    const std::lock_guard lock(_listenerMutex);
+    for (const auto& [number, listener] : _listeners) {
+        listener(locationId, change);
+    }
+}
+
+} // namespace mtpsdk

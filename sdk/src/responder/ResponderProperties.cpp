@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "responder/ResponderImplementation.h"
+
+#include "platform/Strings.h"
+#include "store/StoreNames.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace mtpsdk {
+
+namespace {
+
+constexpr std::uint32_t everyDepth = std::numeric_limits<std::uint32_t>::max();
+constexpr Handle allObjects = 0xFFFFFFFF;
+/// The longest description that is kept, in UTF-16 units.
+constexpr std::uint32_t longestText = 0x7000;
+
+} // namespace
+
+void Responder::Implementation::getObjectPropsSupported() {
+    std::vector<std::uint16_t> codes;
+    for (const ObjectPropertyRow& row : objectProperties()) {
+        if (appliesTo(row, static_cast<FormatCode>(parameter(0))) && !_faults->isWithheld(row.code)) {
+            codes.push_back(raw(row.code));
+        }
+    }
+    give(encode(codes));
+}
+
+void Responder::Implementation::getObjectPropDesc() {
+    const ObjectPropertyRow* const row = findObjectProperty(parameter(0));
+    if (row == nullptr || _faults->isWithheld(row->code) || !appliesTo(*row, static_cast<FormatCode>(parameter(1)))) {
+        fail(ResponseCode::ObjectPropNotSupported);
+        return;
+    }
+    ObjectPropDesc description;
+    description.property = raw(row->code);
+    description.type = row->type;
+    description.writable = row->writable;
+    description.defaultValue = PropertyValue::zero(row->type).value_or(PropertyValue());
+    description.form.flag = row->form;
+    description.form.length = row->form == FormFlag::longString ? longestText : 0;
+    give(encode(description));
+}
+
+void Responder::Implementation::getObjectPropValue() {
+    const ObjectPropertyRow* const row = findObjectProperty(parameter(1));
+    if (row == nullptr || _faults->isWithheld(row->code)) {
+        fail(ResponseCode::ObjectPropNotSupported);
+        return;
+    }
+    const ObjectPropertyWriter writer = propertyWriter();
+    ByteWriter value;
+    const StoreResult result =
+        _store->visitObject(parameter(0), [&](const StoreObject& object) { writer.writeValue(value, object, *row); });
+    result == StoreResult::ok ? give(value.take()) : fail(responseFor(result));
+}
+
+void Responder::Implementation::setObjectPropValue() {
+    const ObjectPropertyRow* const row = findObjectProperty(parameter(1));
+    PropertyValue value;
+    if (row == nullptr) {
+        fail(ResponseCode::ObjectPropNotSupported);
+    } else if (!decode(_collected, row->type, value)) {
+        fail(ResponseCode::InvalidObjectPropFormat);
+    } else {
+        const ResponseCode code = setProperty(parameter(0), parameter(1), value);
+        code == ResponseCode::OK ? succeed() : fail(code);
+    }
+}
+
+ResponseCode Responder::Implementation::setProperty(Handle handle, std::uint32_t code, const PropertyValue& value) {
+    const ObjectPropertyRow* const row = findObjectProperty(code);
+    if (row == nullptr || _faults->isWithheld(row->code)) {
+        return ResponseCode::ObjectPropNotSupported;
+    }
+    if (!row->writable) {
+        return ResponseCode::AccessDenied;
+    }
+    if (value.type() != row->type) {
+        return ResponseCode::InvalidObjectPropFormat;
+    }
+    if (row->code == ObjectPropertyCode::ObjectFileName) {
+        const StoreResult result = _store->rename(handle, fileNameFrom(value.asText().value_or(u"")));
+        return result == StoreResult::nameTaken ? ResponseCode::InvalidObjectPropValue : responseFor(result);
+    }
+    FormatCode format = FormatCode::Undefined;
+    const StoreResult found =
+        _store->visitObject(handle, [&format](const StoreObject& object) { format = object.format; });
+    if (found == StoreResult::ok && !appliesTo(*row, format)) {
+        return ResponseCode::ObjectPropNotSupported;
+    }
+    const std::vector<std::byte> bytes = encode(value);
+    const bool isEmpty = value.asText() && value.asText()->empty();
+    StoreProperties properties;
+    properties.set(raw(row->code), raw(row->type),
+                   isEmpty ? std::string_view()
+                           : std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+    return responseFor(_store->setProperties(handle, properties));
+}
+
+/// The objects that a property list is asked for; false when the operation has failed.
+bool Responder::Implementation::visitListed(std::uint32_t handle, std::uint32_t depth, const Store::Visitor& visitor) {
+    if (handle == allObjects || (handle == 0 && depth == 0)) {
+        // All there is; or, asked for the root itself: the root is no object, so those within it are meant.
+        return visitObjects(allStorages, handle == allObjects ? 0 : rootParent, FormatCode{}, visitor);
+    }
+    if (handle == 0) {
+        for (const std::uint32_t storageId : shownStorages()) {
+            (void) _store->visitBelow(storageId, 0, depth, visitor);
+        }
+        return true;
+    }
+    std::uint32_t storageId = 0;
+    bool isFolder = false;
+    const StoreResult result = _store->visitObject(handle, [&](const StoreObject& object) {
+        storageId = object.storageId;
+        isFolder = object.isFolder();
+        if (depth == 0 || depth == everyDepth) {
+            visitor(object);
+        }
+    });
+    if (result != StoreResult::ok) {
+        fail(responseFor(result));
+        return false;
+    }
+    if (isFolder && depth != 0) {
+        (void) _store->visitBelow(storageId, handle, depth, visitor);
+    }
+    return true;
+}
+
+void Responder::Implementation::getObjectPropList() {
+    const std::uint32_t property = parameter(2);
+    if (property == 0) {
+        fail(parameter(3) == 0 ? ResponseCode::ParameterNotSupported : ResponseCode::SpecificationByGroupUnsupported);
+        return;
+    }
+    if (property != allProperties && findObjectProperty(property) == nullptr) {
+        fail(ResponseCode::ObjectPropNotSupported);
+        return;
+    }
+    const auto format = static_cast<FormatCode>(parameter(1));
+    const ObjectPropertyWriter writer = propertyWriter();
+    ByteWriter body;
+    std::uint32_t count = 0;
+    const bool visited = visitListed(parameter(0), parameter(4), [&](const StoreObject& object) {
+        if (raw(format) == allFormats || object.format == format) {
+            count += writer.writeElements(body, object, property);
+        }
+    });
+    if (!visited) {
+        return;
+    }
+    ByteWriter list;
+    list.u32(count);
+    std::vector<std::byte> bytes = list.take();
+    const std::vector<std::byte> elements = body.take();
+    bytes.insert(bytes.end(), elements.begin(), elements.end());
+    give(std::move(bytes));
+}
+
+void Responder::Implementation::setObjectPropList() {
+    std::vector<ObjectPropElement> elements;
+    if (!decode(_collected, elements)) {
+        fail(ResponseCode::InvalidDataset, {0});
+        return;
+    }
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        const ResponseCode code = setProperty(elements[i].handle, elements[i].property, elements[i].value);
+        if (code != ResponseCode::OK) {
+            fail(code, {static_cast<std::uint32_t>(i)});
+            return;
+        }
+    }
+    succeed();
+}
+
+} // namespace mtpsdk
