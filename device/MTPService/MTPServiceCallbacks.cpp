@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "device/MTPService/MTPService.h"
 
-#include "device/MTPService/ApplicationCall.h"
 #include "device/MTPService/LiveServices.h"
 #include "device/MTPService/MTPServicePrivate.h"
 #include "device/MTPService/MethodTrace.h"
@@ -9,7 +8,7 @@
 #include "platform/Log.h"
 #include "platform/Strings.h"
 
-// The library calls these. None lets an exception through: the library is no place for one.
+// The library calls these, on threads of its own or in the middle of a transfer.
 
 std::uint32_t NotifyCallback(std::uint32_t eventCode, void* context) {
     const MethodTrace trace(7);
@@ -34,9 +33,7 @@ std::uint32_t NotifyCallbackEx(std::uint32_t eventCode, _MTP_COMMON_NODE* target
         QD_LOG(3, "Data Information is invalid. callbackObject = %p", static_cast<const void*>(context));
         return DGSTATUS_INVALID_PARAMETER;
     }
-    std::int32_t status = DGSTATUS_UNSUCCESSFUL;
-    callApplication([&] { status = service->processCallbackEvent(eventCode, targetNode, handle); });
-    return static_cast<std::uint32_t>(status);
+    return static_cast<std::uint32_t>(service->processCallbackEvent(eventCode, targetNode, handle));
 }
 
 std::uint32_t DeviceProgressCallbackEx(std::uint64_t current, std::uint64_t total, void* context) {

@@ -22,7 +22,8 @@ char asciiLower(char character) {
 std::string MTPServicePrivate::convertAvailableFileName(const std::string& name) const {
     constexpr std::string_view scheme = "http://";
     std::string converted = name;
-    const auto found = std::ranges::search(converted, scheme, {}, asciiLower).begin();
+    const auto found = std::search(converted.begin(), converted.end(), scheme.begin(), scheme.end(),
+                                   [](char character, char wanted) { return asciiLower(character) == wanted; });
     if (found != converted.end()) {
         converted.erase(found, found + scheme.size());
     }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "device/MTPService/Notifications.h"
 
-#include "device/MTPService/ApplicationCall.h"
 #include "platform/NotificationCenter.h"
 
 namespace notifications {
@@ -39,8 +38,7 @@ platform::Dictionary Progress::userInfo() const {
 }
 
 void post(std::string_view name, const platform::Dictionary& userInfo) {
-    callApplication(
-        [&] { platform::NotificationCenter::defaultCenter().post({.name = std::string(name), .userInfo = userInfo}); });
+    platform::NotificationCenter::defaultCenter().post({.name = std::string(name), .userInfo = userInfo});
 }
 
 } // namespace notifications

@@ -38,8 +38,7 @@ struct Progress {
 /// Sets the key when there is a text.
 void setText(platform::Dictionary& dictionary, std::string_view key, const std::optional<std::string>& text);
 
-/// Posts on the calling thread. An exception of an observer is logged and ends here: an observer cannot fail a
-/// transfer, and its exceptions must not reach the library, which runs progress callbacks.
+/// Posts on the calling thread. What an observer throws stays in the centre: an observer cannot fail a transfer.
 void post(std::string_view name, const platform::Dictionary& userInfo);
 
 } // namespace notifications
