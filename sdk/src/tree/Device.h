@@ -8,7 +8,6 @@
 #include "tree/MediaCache.h"
 #include "tree/NodeTree.h"
 #include "tree/OwnChanges.h"
-#include "tree/Progress.h"
 #include "vemomtpsdk/Callbacks.h"
 #include "vemomtpsdk/Devices.h"
 
@@ -123,7 +122,7 @@ private:
     [[nodiscard]] bool isAncestor(NodeIndex candidate, NodeIndex node) const;
 
     [[nodiscard]] DGSTATUS takeIn(const NewObject& object, ObjectEntry& sent, const MediaProperties& media,
-                                  NodeIndex parent, const Progress& progress, NodeIndex& file);
+                                  NodeIndex parent, NodeIndex& file);
 
     void handleEvent(const Session::Event& event); ///< on the event thread, without the lock
     [[nodiscard]] bool prepare(PendingEvent& pending, _MTP_COMMON_NODE*& target);

@@ -98,6 +98,10 @@ std::shared_ptr<Device> DeviceList::deviceOf(const void* record) {
     return find([&](const Device& device) { return device.owns(record); });
 }
 
+std::shared_ptr<Device> DeviceList::at(std::uint32_t locationId) {
+    return find([&](const Device& device) { return device.node()->header.LocationId == locationId; });
+}
+
 std::shared_ptr<Device> DeviceList::deviceOfEvent(const void* handle) {
     return find([&](const Device& device) { return device.isEventHandle(handle); });
 }

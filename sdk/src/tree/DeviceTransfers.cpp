@@ -51,21 +51,15 @@ DGSTATUS Device::sendFile(const std::string& path, const std::u16string& name, N
     if (local.failed() && isCancelled(status)) {
         return DGSTATUS_FILE_READ_FAILED;
     }
-    return status == DGSTATUS_SUCCESS ? takeIn(object, sent, readBack, parent, progress, file) : status;
+    return status == DGSTATUS_SUCCESS ? takeIn(object, sent, readBack, parent, file) : status;
 }
 
-/// A file arrived on the device. The application hears of its end now, and may still want it gone.
 DGSTATUS Device::takeIn(const NewObject& object, ObjectEntry& sent, const MediaProperties& media, NodeIndex parent,
-                        const Progress& progress, NodeIndex& file) {
+                        NodeIndex& file) {
     _ownChanges.added(sent.handle);
     sent.name = sent.name.empty() ? object.name : sent.name;
     sent.format = sent.format == 0 || sent.format == raw(FormatCode::Association) ? object.format : sent.format;
     sent.size = object.size;
-    if (progress.finish()) {
-        const DGSTATUS status = session().deleteObject(sent.handle);
-        _ownChanges.removed(sent.handle);
-        return status == DGSTATUS_SUCCESS ? DGSTATUS_IO_CANCEL_SUCCESS : DGSTATUS_IO_CANCEL_FAILED;
-    }
     file = insert(parent, sent);
     if (file == 0) {
         return DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
@@ -102,9 +96,6 @@ DGSTATUS Device::receiveFile(NodeIndex file, const std::string& path, MtpProgres
     }
     if (status != DGSTATUS_SUCCESS) {
         return status;
-    }
-    if (progress.finish()) {
-        return DGSTATUS_IO_CANCEL_SUCCESS;
     }
     return target.commit() ? DGSTATUS_FILE_WRITE_FAILED : DGSTATUS_SUCCESS;
 }

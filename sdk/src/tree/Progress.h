@@ -7,8 +7,8 @@
 
 namespace mtpsdk {
 
-/// An application's progress callback during one transfer. The end (current == total) is held back until the transfer
-/// is known to be whole, so that it is reported exactly once and never of a file that failed after all.
+/// An application's progress callback during one transfer. The session reports every block and, once the device has
+/// the file, its end; the beginning is reported here, so that a transfer can be stopped before anything moves.
 class Progress {
 public:
     Progress(MtpProgressCallback callback, void* context, std::uint64_t total)
@@ -16,12 +16,9 @@ public:
         , _context(context)
         , _total(total) {}
 
-    /// Each answers whether the application wants to stop.
+    /// Each answers whether the application wants to stop. An empty file has an end only.
     [[nodiscard]] bool begin() const { return _total != 0 && report(0); }
-    [[nodiscard]] bool moved(std::uint64_t current) const {
-        return current != 0 && current < _total && report(current);
-    }
-    [[nodiscard]] bool finish() const { return report(_total); }
+    [[nodiscard]] bool moved(std::uint64_t current) const { return report(current); }
 
 private:
     [[nodiscard]] bool report(std::uint64_t current) const {

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: MIT
+#include "VirtualDeviceTest.h"
+
+#include <algorithm>
+
+namespace {
+
+class ListingTest : public VirtualDeviceTest {};
+
+TEST_F(ListingTest, walksDevicesAndStorages) {
+    EXPECT_EQ(device()->header.Signature, MTP_SIGNATURE_DEVICE);
+    EXPECT_EQ(text(storage()->Label), "Internal");
+    EXPECT_EQ(storage()->LabelLength, 9U);
+    EXPECT_EQ(text(storage()->Description), "Internal storage");
+    EXPECT_EQ(storage()->header.Id, 0x00010001U);
+    EXPECT_EQ(storage()->header.LocationId, location);
+    EXPECT_EQ(storage()->MaxCapacity, capacity);
+    EXPECT_EQ(text(card()->Label), "Card");
+    _MTP_STORAGE_NODE* next = card();
+    EXPECT_EQ(mtpGetNextStorageNode(card(), &next), DGSTATUS_SUCCESS);
+    EXPECT_EQ(next, nullptr) << "hidden storages are not listed";
+}
+
+TEST_F(ListingTest, listsFoldersAndFilesOnceInOneRequest) {
+    std::filesystem::create_directories(onDevice("Internal/Music/Rock"));
+    _folder.write("device/Internal/readme.txt", "12345");
+    _folder.write("device/Internal/Music/song.mp3", "abc");
+    storage();
+    const std::uint64_t before = transactions();
+    EXPECT_EQ(folderNames(), (Names{"Music"}));
+    EXPECT_EQ(fileNames(), (Names{"readme.txt"}));
+    EXPECT_EQ(transactions(), before + 1);
+    _MTP_FOLDER_NODE* music = nullptr;
+    ASSERT_EQ(mtpGetFolderListHead(storage(), nullptr, &music, nullptr, nullptr), DGSTATUS_SUCCESS);
+    EXPECT_EQ(folderNames(music), (Names{"Rock"}));
+    EXPECT_EQ(fileNames(&music->header), (Names{"song.mp3"}));
+    EXPECT_EQ(transactions(), before + 2);
+
+    _MTP_FILE_NODE* file = nullptr;
+    ASSERT_EQ(mtpGetFileListHead(root(), &file, nullptr, nullptr), DGSTATUS_SUCCESS);
+    EXPECT_EQ(file->size, 5U);
+    EXPECT_EQ(file->header.Signature, MTP_SIGNATURE_FILE);
+    EXPECT_EQ(text(file->modificationDate).substr(8, 1), "T");
+
+    // Releasing a list forgets it; the next listing asks again.
+    EXPECT_EQ(mtpReleaseFileList(file), DGSTATUS_SUCCESS);
+    EXPECT_EQ(libIsExist(&file->header, MTP_SIGNATURE_FILE), 0);
+    EXPECT_EQ(libIsExist(&music->header, MTP_SIGNATURE_FOLDER), 1);
+    EXPECT_EQ(fileNames(), (Names{"readme.txt"}));
+    EXPECT_EQ(libIsExist(&music->header, MTP_SIGNATURE_FOLDER), 1);
+    EXPECT_EQ(transactions(), before + 3);
+}
+
+TEST_F(ListingTest, answersEveryOddArgument) {
+    _MTP_FOLDER_NODE* folder = nullptr;
+    _MTP_FILE_NODE* file = nullptr;
+    _MTP_STORAGE_NODE* next = nullptr;
+    EXPECT_EQ(mtpGetConnectedDeviceListHead(nullptr), DGSTATUS_INVALID_PARAMETER);
+    EXPECT_EQ(mtpGetStorageListHead(nullptr, &next), DGSTATUS_INVALID_PARAMETER);
+    EXPECT_EQ(mtpGetFolderListHead(nullptr, nullptr, &folder, nullptr, nullptr), DGSTATUS_INVALID_PARAMETER);
+    EXPECT_EQ(mtpGetFileListHead(&device()->header, &file, nullptr, nullptr), DGSTATUS_INVALID_SIGNATURE);
+    EXPECT_EQ(mtpDeleteNode(root()), DGSTATUS_INVALID_SIGNATURE);
+    _MTP_COMMON_NODE foreign{};
+    EXPECT_EQ(mtpGetFileListHead(&foreign, &file, nullptr, nullptr), DGSTATUS_NODE_IS_NOT_EXISTED);
+    auto* unknown = reinterpret_cast<_MTP_COMMON_NODE*>(mtpRecordMemoryBase() + 0x70000000);
+    EXPECT_EQ(mtpDeleteNode(unknown), DGSTATUS_NODE_IS_NOT_EXISTED);
+    // A folder of one storage is not found in another.
+    ASSERT_EQ(createFolder(root(), "Music", &folder), DGSTATUS_SUCCESS);
+    EXPECT_EQ(mtpGetFolderListHead(card(), folder, &folder, nullptr, nullptr), DGSTATUS_NODE_IS_NOT_EXISTED);
+    EXPECT_EQ(folder, nullptr);
+    EXPECT_EQ(libIsExist(nullptr, 4), 0);
+    EXPECT_EQ(libIsExist(&foreign, 4), 0);
+    EXPECT_EQ(libIsExist(root(), MTP_SIGNATURE_FILE), 0);
+    EXPECT_EQ(libIsExist(root(), MTP_SIGNATURE_STORAGE), 1);
+    EXPECT_EQ(mtpNodeFromHandle(mtpNodeHandle(root())), root());
+    for (const std::uint32_t handle : {0U, 1U, 0x1234U, 0x7FFFFFFFU, 0xFFFFFFFFU, mtpNodeHandle(root()) + 1}) {
+        EXPECT_EQ(mtpNodeFromHandle(handle), nullptr) << handle;
+    }
+}
+
+TEST_F(ListingTest, countsReferencesToListsOfDevicesAndStorages) {
+    _MTP_DEVICE_NODE* second = nullptr;
+    EXPECT_EQ(mtpGetConnectedDeviceListHead(&second), DGSTATUS_SUCCESS);
+    device();
+    _MTP_STORAGE_NODE* again = nullptr;
+    ASSERT_EQ(mtpGetStorageListHead(device(), &again), DGSTATUS_SUCCESS);
+    EXPECT_EQ(again, storage()) << "asking again keeps the nodes";
+    EXPECT_EQ(mtpReleaseStorageList(again), DGSTATUS_SUCCESS);
+    EXPECT_EQ(libIsExist(root(), MTP_SIGNATURE_STORAGE), 1);
+    _MTP_STORAGE_NODE* stale = storage();
+    EXPECT_EQ(mtpReleaseStorageList(stale), DGSTATUS_SUCCESS);
+    EXPECT_EQ(libIsExist(&stale->header, MTP_SIGNATURE_STORAGE), 0);
+    EXPECT_EQ(mtpReleaseStorageList(stale), DGSTATUS_NODE_IS_NOT_EXISTED);
+    ASSERT_EQ(mtpGetStorageListHead(device(), &again), DGSTATUS_SUCCESS);
+    EXPECT_NE(again, stale) << "a dead node's memory is not used for another";
+
+    EXPECT_EQ(mtpReleaseDeviceList(second), DGSTATUS_SUCCESS);
+    EXPECT_EQ(libIsExist(&device()->header, MTP_SIGNATURE_DEVICE), 1);
+    _MTP_DEVICE_NODE* last = device();
+    EXPECT_EQ(mtpReleaseDeviceList(last), DGSTATUS_SUCCESS);
+    EXPECT_EQ(libIsExist(&last->header, MTP_SIGNATURE_DEVICE), 0);
+    EXPECT_EQ(mtpGetNextDevice(last, &second), DGSTATUS_NODE_IS_NOT_EXISTED);
+    EXPECT_EQ(mtpReleaseDeviceList(last), DGSTATUS_NODE_IS_NOT_EXISTED);
+}
+
+TEST_F(ListingTest, reachesHiddenStoragesByTheirIdOnly) {
+    _folder.write("device/Secret/plan.txt", "x");
+    _MTP_STORAGE_NODE* hidden = nullptr;
+    _MTP_STORAGE_NODE* again = nullptr;
+    EXPECT_EQ(mtpGetHiddenStorage(device(), 0, &hidden), DGSTATUS_INVALID_PARAMETER);
+    ASSERT_EQ(mtpGetHiddenStorage(device(), hiddenId, &hidden), DGSTATUS_SUCCESS);
+    EXPECT_EQ(text(hidden->Label), "Secret");
+    EXPECT_EQ(fileNames(&hidden->header), (Names{"plan.txt"}));
+    ASSERT_EQ(mtpGetHiddenStorage(device(), hiddenId, &again), DGSTATUS_SUCCESS);
+    EXPECT_EQ(again, hidden);
+    EXPECT_EQ(text(storage()->Label), "Internal");
+    EXPECT_EQ(text(card()->Label), "Card");
+    EXPECT_EQ(mtpGetNextStorageNode(card(), &again), DGSTATUS_SUCCESS);
+    EXPECT_EQ(again, nullptr);
+    sent("in secret.txt", "abc", &hidden->header);
+    EXPECT_EQ(contentOnDevice("Secret/in secret.txt"), "abc");
+    // It belongs to no list, so it is not released with one.
+    EXPECT_EQ(mtpReleaseStorageList(hidden), DGSTATUS_SUCCESS);
+    EXPECT_EQ(mtpReleaseStorageList(storage()), DGSTATUS_SUCCESS);
+    EXPECT_EQ(libIsExist(&hidden->header, MTP_SIGNATURE_STORAGE), 1);
+    EXPECT_EQ(mtpGetHiddenStorage(device(), 0x00090001, &again), DGSTATUS_INTERNAL_INVALIDSTORAGEID);
+    EXPECT_EQ(again, nullptr);
+}
+
+TEST_F(ListingTest, keepsHostileNamesInTheirFolder) {
+    const Names real = {"a.txt", "b.txt", "c.txt", "d.txt", "e.txt", "up__"};
+    for (const std::string& name : real) {
+        _folder.write("device/Internal/" + name, name);
+    }
+    faults().tellName("a.txt", u"..");
+    faults().tellName("b.txt", u"x/y");
+    faults().tellName("c.txt", u"x\\u0000");
+    faults().tellName("d.txt", u"x/y");
+    faults().tellName("e.txt", u"up//");
+    const Names names = fileNames();
+    ASSERT_EQ(names.size(), real.size());
+    Names sorted = names;
+    std::ranges::sort(sorted);
+    EXPECT_EQ(std::ranges::adjacent_find(sorted), sorted.end()) << "two siblings of one name";
+    for (const std::string& name : names) {
+        EXPECT_EQ(name.find('/'), std::string::npos);
+        EXPECT_NE(name, "..");
+    }
+    EXPECT_TRUE(std::ranges::count(names, "up__") == 1 && std::ranges::count(names, "x_y") == 1 &&
+                std::ranges::count(names, "x_y (2)") == 1)
+        << testing::PrintToString(names);
+}
+
+TEST_F(ListingTest, readsPropertiesInTwoCalls) {
+    std::uint32_t size = 0;
+    ASSERT_EQ(mtpGetFriendlyName(device(), nullptr, &size), DGSTATUS_MORE_DATA);
+    EXPECT_EQ(size, 24U);
+    std::vector<std::uint16_t> buffer(size / 2);
+    ASSERT_EQ(mtpGetFriendlyName(device(), buffer.data(), &size), DGSTATUS_SUCCESS);
+    EXPECT_EQ(buffer, units("Test Player"));
+    size = 4;
+    EXPECT_EQ(mtpGetFriendlyName(device(), buffer.data(), &size), DGSTATUS_MORE_DATA);
+    EXPECT_EQ(size, 24U);
+    EXPECT_EQ(mtpGetFriendlyName(device(), buffer.data(), nullptr), DGSTATUS_INVALID_PARAMETER);
+    ASSERT_EQ(mtpGetSerialNumber(device(), nullptr, &size), DGSTATUS_MORE_DATA);
+    EXPECT_EQ(mtpGetModelName(device(), nullptr, &size), DGSTATUS_MORE_DATA);
+    EXPECT_EQ(mtpGetManufacturerName(device(), nullptr, &size), DGSTATUS_MORE_DATA);
+    EXPECT_EQ(mtpGetSyncpartner(device(), nullptr, &size), DGSTATUS_NO_DATA);
+
+    const auto name = units("Büro");
+    const std::uint64_t before = transactions();
+    ASSERT_EQ(mtpSetFriendlyName(device(), name.data(), bytes(name) - 2), DGSTATUS_SUCCESS);
+    ASSERT_EQ(mtpGetFriendlyName(device(), buffer.data(), &size), DGSTATUS_SUCCESS);
+    const std::uint64_t after = transactions();
+    EXPECT_EQ(after, before + 2);
+    EXPECT_EQ(std::u16string(buffer.begin(), buffer.begin() + 4), u"Büro");
+    mtpGetFriendlyName(device(), buffer.data(), &size);
+    EXPECT_EQ(transactions(), after) << "every path needs the friendly name: it is asked for once";
+    EXPECT_EQ(mtpSetFriendlyName(device(), name.data(), 0), DGSTATUS_INVALID_PARAMETER);
+    ASSERT_EQ(mtpSetSyncpartner(device(), name.data(), bytes(name) - 2), DGSTATUS_SUCCESS);
+    EXPECT_EQ(mtpGetSyncpartner(device(), nullptr, &size), DGSTATUS_MORE_DATA);
+}
+
+} // namespace
