@@ -1,0 +1,40 @@
+# SPDX-License-Identifier: MIT
+# Completion of mtpservice for bash.
+
+_mtpservice() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local global="--device --virtual --profiles --json --debug --help" command="" word
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        case $word in
+            devices | storages | put | virtual) command=$word ;;
+        esac
+    done
+
+    local words=""
+    case $previous in
+        --type) words="auto music image video" ;;
+        --overwrite) words="ask always never" ;;
+        --debug) words="0 1 3 5 6 7" ;;
+        --virtual | --profiles)
+            mapfile -t COMPREPLY < <(compgen -d -- "$current")
+            return
+            ;;
+        --device)
+            # Location IDs: names may hold blanks.
+            words=$(mtpservice devices --json 2>/dev/null | sed -n 's/.*"locationId":"\([0-9A-F]*\)".*/\1/p')
+            ;;
+        *)
+            case $command in
+                "") words="devices storages put virtual $global" ;;
+                devices) words=$global ;;
+                storages) words="--verbose $global" ;;
+                put) words="--type --storage --overwrite --no-metadata $global" ;;
+                virtual) words="create --name --model --storage --hidden $global" ;;
+            esac
+            ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+
+# Files are completed as usual where none of the words fits.
+complete -o default -o filenames -F _mtpservice mtpservice
