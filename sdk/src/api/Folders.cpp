@@ -48,11 +48,10 @@ DGSTATUS nextOf(Record* node, NodeKind kind, Record** next) {
 DGSTATUS releaseLevel(const void* head, NodeKind kind) {
     return guarded([&]() -> DGSTATUS {
         const DeviceCall call(head, {kind});
-        const bool live = call || call.status() == DGSTATUS_NO_DEVICE_ATTACHED;
-        if (live) {
+        if (call.live()) {
             call.tree().forget(call.tree().at(call.node()).parent, kind, NodeTree::Texts::freed);
         }
-        return live ? DGSTATUS_SUCCESS : call.status();
+        return call.live() ? DGSTATUS_SUCCESS : call.status();
     });
 }
 

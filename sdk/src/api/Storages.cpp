@@ -37,11 +37,10 @@ DGSTATUS mtpReleaseStorageList(_MTP_STORAGE_NODE* head) {
     return guarded([&]() -> DGSTATUS {
         const DeviceCall call(head, {NodeKind::storage});
         // The list of a device that is gone is given back all the same. A hidden storage belongs to no list.
-        const bool live = call || call.status() == DGSTATUS_NO_DEVICE_ATTACHED;
-        if (live && !call.tree().at(call.node()).hidden) {
+        if (call.live() && !call.tree().at(call.node()).hidden) {
             call.device().releaseStorageList();
         }
-        return live ? DGSTATUS_SUCCESS : call.status();
+        return call.live() ? DGSTATUS_SUCCESS : call.status();
     });
 }
 

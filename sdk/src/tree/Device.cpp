@@ -3,6 +3,8 @@
 
 #include "devices/DeviceRegistry.h"
 
+#include <utility>
+
 namespace mtpsdk {
 
 Device::Device(const vemomtpsdk::AttachedDevice& description)
@@ -16,22 +18,22 @@ Device::Device(const vemomtpsdk::AttachedDevice& description)
 
 Device::~Device() {
     retire();
-    _session.reset();
+    closeSession();
     mtpRecordFree(_node);
 }
 
 void Device::retire() {
     _retired = true;
+    std::unique_ptr<EventThread> events;
     std::shared_ptr<Session> session;
     {
         const std::lock_guard lock(_sessionMutex);
         session = _session;
+        std::swap(events, _eventThread);
     }
     if (session != nullptr) {
-        session->setEventHandler({});
+        session->setEventHandler({}); // it posts to the thread
     }
-    const std::lock_guard lock(_sessionMutex);
-    _eventThread.reset();
 }
 
 bool Device::is(const vemomtpsdk::AttachedDevice& description) const {
@@ -41,11 +43,31 @@ bool Device::is(const vemomtpsdk::AttachedDevice& description) const {
 
 bool Device::vanished() const {
     const std::lock_guard lock(_sessionMutex);
-    return _session != nullptr && !_session->connected();
+    return _lost || (_session != nullptr && !_session->connected());
+}
+
+void Device::hangUp() {
+    if (vanished()) {
+        closeSession();
+        const std::lock_guard lock(_sessionMutex);
+        _lost = true;
+    }
+}
+
+void Device::closeSession() {
+    std::unique_ptr<EventThread> events;
+    std::shared_ptr<Session> session;
+    {
+        const std::lock_guard lock(_sessionMutex);
+        std::swap(session, _session);
+        std::swap(events, _eventThread);
+    }
+    session.reset(); // it posts to the thread
 }
 
 DGSTATUS Device::open() {
     if (vanished()) {
+        hangUp();
         return DGSTATUS_NO_DEVICE_ATTACHED;
     }
     if (_session != nullptr) {

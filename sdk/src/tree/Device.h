@@ -49,7 +49,9 @@ public:
     [[nodiscard]] DGSTATUS open();
     /// Whether the device was opened and is gone since (any thread).
     [[nodiscard]] bool vanished() const;
-    /// Only after open().
+    /// Frees the line to a device that is gone, so that it can be opened again when it is back (under another node).
+    void hangUp();
+    /// Only after open() answered success, within the same call.
     [[nodiscard]] Session& session() { return *_session; }
     [[nodiscard]] NodeTree& tree() { return _tree; }
 
@@ -112,6 +114,7 @@ private:
     };
 
     [[nodiscard]] DGSTATUS openSession();
+    void closeSession();
     [[nodiscard]] DGSTATUS listStorages();
     void describeStorage(NodeIndex storage, const StorageInfo& info);
     void dropMissingStorages(const std::vector<std::uint32_t>& ids);
@@ -137,6 +140,7 @@ private:
     _MTP_DEVICE_NODE* _node;
     platform::Monitor _lock;
     std::atomic<bool> _retired = false;
+    bool _lost = false; ///< the line to a vanished device was freed
 
     NodeTree _tree;
     unsigned _storageReferences = 0;
@@ -146,8 +150,8 @@ private:
 
     EventCallbacks _callbacks;
     std::atomic<PendingEvent*> _announced = nullptr;
+    mutable std::mutex _sessionMutex;          ///< of what follows and _lost, for readers without the lock
     std::unique_ptr<EventThread> _eventThread; ///< outlives the session, which posts to it
-    mutable std::mutex _sessionMutex;          ///< of the pointer, for readers without the lock
     std::shared_ptr<Session> _session;
 };
 

@@ -28,14 +28,15 @@ DeviceCall::DeviceCall(const void* record, std::initializer_list<NodeKind> kinds
     if (_status != DGSTATUS_SUCCESS) {
         return;
     }
-    _node = tree().nodeOf(record);
-    if (_node == 0) {
+    const NodeIndex node = tree().nodeOf(record);
+    if (node == 0) {
         const bool isDevice = record == _device->node();
         _status = isDevice ? DGSTATUS_INVALID_SIGNATURE : DGSTATUS_NODE_IS_NOT_EXISTED;
-    } else if (std::ranges::find(kinds, tree().at(_node).kind) == kinds.end()) {
+    } else if (std::ranges::find(kinds, tree().at(node).kind) == kinds.end()) {
         _status = DGSTATUS_INVALID_SIGNATURE;
-    } else if (_device->vanished()) {
-        _status = DGSTATUS_NO_DEVICE_ATTACHED;
+    } else {
+        _node = node;
+        _status = _device->open();
     }
 }
 

@@ -9,14 +9,14 @@
 
 namespace mtpsdk {
 
-/// The border of every entry point: finds the device that a node belongs to, waits for its lock and checks the node.
+/// The border of every entry point: finds the device that a node belongs to, waits for its lock, checks the node and
+/// sees to it that the device is open.
 /// Work on it only while status() is success; the device's lock is held as long as this value lives.
 class DeviceCall {
 public:
-    /// For a node of the tree; `kinds` are those the call takes, another one is DGSTATUS_INVALID_SIGNATURE. Does not
-    /// open the device: a node of the tree comes from an open one.
+    /// For a node of the tree; `kinds` are those the call takes, another one is DGSTATUS_INVALID_SIGNATURE.
     DeviceCall(const void* record, std::initializer_list<NodeKind> kinds);
-    /// For a device node; opens the device.
+    /// For a device node.
     explicit DeviceCall(const _MTP_DEVICE_NODE* device);
     /// For the handle that an event callback was given.
     struct OfEvent {
@@ -31,6 +31,8 @@ public:
     [[nodiscard]] Device& device() const { return *_device; }
     [[nodiscard]] NodeTree& tree() const { return _device->tree(); }
     [[nodiscard]] NodeIndex node() const { return _node; }
+    /// Whether the node is there to be given back, even though its device may be gone.
+    [[nodiscard]] bool live() const { return _node != 0; }
     /// Another node that has to be part of the same tree and of this kind, or 0.
     [[nodiscard]] NodeIndex related(const void* record, NodeKind kind) const;
 

@@ -84,6 +84,10 @@ void Device::apply(PendingEvent& pending) {
         return;
     }
     pending.applied = true;
+    if (_session == nullptr) {
+        pending.status = DGSTATUS_NO_DEVICE_ATTACHED;
+        return;
+    }
     const std::uint32_t subject = pending.event.parameters[0];
     switch (pending.event.code) {
     case EventCode::ObjectAdded:

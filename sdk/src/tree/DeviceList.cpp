@@ -13,6 +13,14 @@ _MTP_DEVICE_NODE* nodeOf(const std::shared_ptr<Device>& device) {
     return device->node();
 }
 
+/// A device in use frees its line at its next call.
+void hangUp(Device& device) {
+    if (!device.lock().heldByCurrentThread() && device.lock().try_lock()) {
+        device.hangUp();
+        device.lock().unlock();
+    }
+}
+
 } // namespace
 
 /// Never destroyed: event threads may still look devices up while the process ends.
@@ -76,6 +84,9 @@ void DeviceList::update(const std::vector<vemomtpsdk::AttachedDevice>& attached)
     for (Member& member : _members) {
         member.attached =
             std::ranges::any_of(attached, [&](const auto& description) { return member.device->is(description); });
+        if (!member.attached) {
+            hangUp(*member.device);
+        }
     }
     for (const vemomtpsdk::AttachedDevice& description : attached) {
         if (std::ranges::none_of(_members, [&](const Member& member) { return member.device->is(description); })) {

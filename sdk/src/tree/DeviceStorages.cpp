@@ -36,11 +36,7 @@ DGSTATUS Device::openStorageList(NodeIndex& head) {
     DGSTATUS status = listStorages();
     if (status == DGSTATUS_INTERNAL_SESSIONNOTOPEN && !vanished()) {
         // A device that was reset forgot the session.
-        {
-            const std::lock_guard lock(_sessionMutex);
-            _session.reset();
-            _eventThread.reset();
-        }
+        closeSession();
         status = open();
         status = status == DGSTATUS_SUCCESS ? listStorages() : status;
     }

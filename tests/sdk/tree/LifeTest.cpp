@@ -71,18 +71,6 @@ protected:
         EXPECT_EQ(mtpRequestEventNotify(device(), nullptr, nullptr), DGSTATUS_SUCCESS);
         EXPECT_EQ(mtpRequestEventNotifyEx(device(), nullptr, nullptr), DGSTATUS_SUCCESS);
     }
-    /// Asks until the answer is the one waited for.
-    template <typename Predicate>
-    static bool eventually(const Predicate& predicate) {
-        const auto deadline = std::chrono::steady_clock::now() + 20s;
-        while (!predicate()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
-            }
-            std::this_thread::yield();
-        }
-        return true;
-    }
 };
 
 TEST_F(LifeTest, appliesWhatSomeoneElseAddsAndRemoves) {

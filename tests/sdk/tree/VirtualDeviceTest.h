@@ -9,9 +9,11 @@
 #include "vemomtpsdk/Devices.h"
 #include "vemomtpsdk/Functions.h"
 
+#include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
+#include <thread>
 #include <vector>
 
 /// A virtual device of the test's own with two storages and a hidden one, reached through the library's functions.
@@ -38,7 +40,21 @@ protected:
             mtpReleaseDeviceList(_device);
         }
         vemomtpsdk::removeVirtualDevice(directory());
-        EXPECT_EQ(mtpRecordBytesInUse(), _recordBytes) << "records were left behind";
+        // An event that is just being handled keeps its device until it is done.
+        EXPECT_TRUE(eventually([this] { return mtpRecordBytesInUse() == _recordBytes; })) << "records were left behind";
+    }
+
+    /// Asks until the answer is the one waited for.
+    template <typename Predicate>
+    static bool eventually(const Predicate& predicate) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!predicate()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+            std::this_thread::yield();
+        }
+        return true;
     }
 
     [[nodiscard]] std::string directory() const { return _folder.path("device"); }
