@@ -14,6 +14,27 @@ namespace {
 using std::chrono::seconds;
 using std::chrono::sys_seconds;
 
+/// Zones change their offset on such a border only.
+std::int64_t quarterHourOf(std::int64_t time) {
+    constexpr std::int64_t length = 900;
+    return time >= 0 ? time / length : (time + 1) / length - 1;
+}
+
+sys_seconds asIfUtc(const platform::CalendarDate& date) {
+    const std::chrono::year_month_day day{std::chrono::year(date.year),
+                                          std::chrono::month(static_cast<unsigned>(date.month)),
+                                          std::chrono::day(static_cast<unsigned>(date.day))};
+    return std::chrono::sys_days(day) + std::chrono::hours(date.hour) + std::chrono::minutes(date.minute) +
+           seconds(date.second);
+}
+
+bool isDate(const platform::CalendarDate& date) {
+    const std::chrono::year_month_day day{std::chrono::year(date.year),
+                                          std::chrono::month(static_cast<unsigned>(date.month)),
+                                          std::chrono::day(static_cast<unsigned>(date.day))};
+    return day.ok() && date.hour < 24 && date.minute < 60 && date.second < 60;
+}
+
 void writeDigits(std::u16string& text, std::size_t position, std::size_t count, int value) {
     for (; count > 0; --count) {
         text[position + count - 1] = static_cast<char16_t>(u'0' + value % 10);
@@ -56,15 +77,23 @@ std::optional<int> readZone(std::u16string_view text) {
 
 } // namespace
 
-std::u16string dateText(std::int64_t time) {
-    const platform::CalendarDate date = platform::localCalendarFromDate({sys_seconds(seconds(time))});
+std::u16string DateTexts::operator()(std::int64_t time) {
+    const auto [offset, isNew] = _offsets.try_emplace(quarterHourOf(time));
+    if (isNew) {
+        const platform::CalendarDate local = platform::localCalendarFromDate({sys_seconds(seconds(time))});
+        offset->second = asIfUtc(local).time_since_epoch().count() - time;
+    }
+    const sys_seconds shown(seconds(time + offset->second));
+    const auto day = std::chrono::floor<std::chrono::days>(shown);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss clock(shown - day);
     std::u16string text = u"00000000T000000";
-    writeDigits(text, 0, 4, date.year);
-    writeDigits(text, 4, 2, date.month);
-    writeDigits(text, 6, 2, date.day);
-    writeDigits(text, 9, 2, date.hour);
-    writeDigits(text, 11, 2, date.minute);
-    writeDigits(text, 13, 2, date.second);
+    writeDigits(text, 0, 4, static_cast<int>(date.year()));
+    writeDigits(text, 4, 2, static_cast<int>(static_cast<unsigned>(date.month())));
+    writeDigits(text, 6, 2, static_cast<int>(static_cast<unsigned>(date.day())));
+    writeDigits(text, 9, 2, static_cast<int>(clock.hours().count()));
+    writeDigits(text, 11, 2, static_cast<int>(clock.minutes().count()));
+    writeDigits(text, 13, 2, static_cast<int>(clock.seconds().count()));
     return text;
 }
 
@@ -79,19 +108,14 @@ std::int64_t secondsOfDateText(std::u16string_view text) {
         }
         fields[i] = *value;
     }
-    if (text[8] != u'T') {
+    const platform::CalendarDate calendar{fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]};
+    if (text[8] != u'T' || !isDate(calendar)) {
         return 0;
     }
     if (const auto zone = readZone(text.substr(dateLength))) {
-        const std::chrono::year_month_day day{std::chrono::year(fields[0]),
-                                              std::chrono::month(static_cast<unsigned>(fields[1])),
-                                              std::chrono::day(static_cast<unsigned>(fields[2]))};
-        const sys_seconds time = std::chrono::sys_days(day) + std::chrono::hours(fields[3]) +
-                                 std::chrono::minutes(fields[4]) + seconds(fields[5] - *zone);
-        return day.ok() ? time.time_since_epoch().count() : 0;
+        return (asIfUtc(calendar) - seconds(*zone)).time_since_epoch().count();
     }
-    const auto date =
-        platform::dateFromLocalCalendar({fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]});
+    const auto date = platform::dateFromLocalCalendar(calendar);
     return date ? date->time.time_since_epoch().count() : 0;
 }
 

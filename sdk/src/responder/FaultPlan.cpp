@@ -6,16 +6,6 @@
 
 namespace mtpsdk {
 
-namespace {
-
-template <typename Map>
-std::optional<typename Map::mapped_type> lookUp(const Map& map, const std::string& name) {
-    const auto found = map.find(name);
-    return found != map.end() ? std::optional(found->second) : std::nullopt;
-}
-
-} // namespace
-
 void FaultPlan::refuse(const When& when, ResponseCode code) {
     const std::lock_guard lock(_mutex);
     _answers.push_back({when, {code, {}, {}}, {}, 0});
@@ -38,7 +28,7 @@ void FaultPlan::withhold(OperationCode operation) {
 
 void FaultPlan::withhold(ObjectPropertyCode property) {
     const std::lock_guard lock(_mutex);
-    _withheldProperties.insert(property);
+    _lies.withheld.insert(property);
 }
 
 void FaultPlan::fullAfter(std::uint64_t bytes) {
@@ -53,17 +43,17 @@ void FaultPlan::refuseCancel(bool refused) {
 
 void FaultPlan::tellName(const std::string& name, std::u16string told) {
     const std::lock_guard lock(_mutex);
-    _names.insert_or_assign(name, std::move(told));
+    _lies.names.insert_or_assign(name, std::move(told));
 }
 
 void FaultPlan::tellSize(const std::string& name, std::uint64_t told) {
     const std::lock_guard lock(_mutex);
-    _sizes.insert_or_assign(name, told);
+    _lies.sizes.insert_or_assign(name, told);
 }
 
 void FaultPlan::deliverSize(const std::string& name, std::uint64_t delivered) {
     const std::lock_guard lock(_mutex);
-    _deliveries.insert_or_assign(name, delivered);
+    _lies.deliveries.insert_or_assign(name, delivered);
 }
 
 void FaultPlan::delay(const When& when, std::chrono::milliseconds time) {
@@ -93,12 +83,9 @@ void FaultPlan::clear() {
     _answers.clear();
     _lines.clear();
     _withheldOperations.clear();
-    _withheldProperties.clear();
     _room.reset();
     _refusesCancel = false;
-    _names.clear();
-    _sizes.clear();
-    _deliveries.clear();
+    _lies = {};
 }
 
 bool FaultPlan::meets(Rule& rule, OperationCode operation) {
@@ -145,9 +132,9 @@ bool FaultPlan::isWithheld(OperationCode operation) {
     return _withheldOperations.contains(operation);
 }
 
-bool FaultPlan::isWithheld(ObjectPropertyCode property) {
+FaultPlan::Lies FaultPlan::lies() {
     const std::lock_guard lock(_mutex);
-    return _withheldProperties.contains(property);
+    return _lies;
 }
 
 std::uint64_t FaultPlan::takeRoom(std::uint64_t bytes) {
@@ -163,21 +150,6 @@ std::uint64_t FaultPlan::takeRoom(std::uint64_t bytes) {
 bool FaultPlan::refusesCancel() {
     const std::lock_guard lock(_mutex);
     return _refusesCancel;
-}
-
-std::optional<std::u16string> FaultPlan::toldName(const std::string& name) {
-    const std::lock_guard lock(_mutex);
-    return lookUp(_names, name);
-}
-
-std::optional<std::uint64_t> FaultPlan::toldSize(const std::string& name) {
-    const std::lock_guard lock(_mutex);
-    return lookUp(_sizes, name);
-}
-
-std::optional<std::uint64_t> FaultPlan::deliveredSize(const std::string& name) {
-    const std::lock_guard lock(_mutex);
-    return lookUp(_deliveries, name);
 }
 
 std::chrono::milliseconds FaultPlan::patience() {

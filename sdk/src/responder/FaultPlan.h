@@ -73,16 +73,20 @@ public:
         std::chrono::milliseconds delay{0};
         std::optional<std::uint64_t> vanishAfter;
     };
+    /// What the device says of its objects instead of the truth.
+    struct Lies {
+        std::map<std::string, std::u16string> names; ///< all by the objects' real names
+        std::map<std::string, std::uint64_t> sizes;
+        std::map<std::string, std::uint64_t> deliveries;
+        std::set<ObjectPropertyCode> withheld;
+    };
+    [[nodiscard]] Lies lies();
     [[nodiscard]] Answer answerFor(OperationCode operation);
     [[nodiscard]] Line lineFor(OperationCode operation);
     [[nodiscard]] bool isWithheld(OperationCode operation);
-    [[nodiscard]] bool isWithheld(ObjectPropertyCode property);
     /// How many of `bytes` still fit; fewer mean that the device is full now.
     [[nodiscard]] std::uint64_t takeRoom(std::uint64_t bytes);
     [[nodiscard]] bool refusesCancel();
-    [[nodiscard]] std::optional<std::u16string> toldName(const std::string& name);
-    [[nodiscard]] std::optional<std::uint64_t> toldSize(const std::string& name);
-    [[nodiscard]] std::optional<std::uint64_t> deliveredSize(const std::string& name);
     [[nodiscard]] std::chrono::milliseconds patience();
     std::uint64_t addRaiser(EventRaiser raiser);
     void removeRaiser(std::uint64_t raiser);
@@ -100,12 +104,9 @@ private:
     std::vector<Rule> _answers;
     std::vector<Rule> _lines;
     std::set<OperationCode> _withheldOperations;
-    std::set<ObjectPropertyCode> _withheldProperties;
     std::optional<std::uint64_t> _room;
     bool _refusesCancel = false;
-    std::map<std::string, std::u16string> _names;
-    std::map<std::string, std::uint64_t> _sizes;
-    std::map<std::string, std::uint64_t> _deliveries;
+    Lies _lies;
     std::chrono::milliseconds _patience{std::chrono::seconds(20)};
 
     std::mutex _raiserMutex; ///< held while raisers run

@@ -2,8 +2,6 @@
 #include "responder/ObjectProperties.h"
 
 #include "platform/Strings.h"
-#include "responder/DateText.h"
-#include "responder/FaultPlan.h"
 
 #include <algorithm>
 #include <array>
@@ -79,25 +77,17 @@ bool appliesTo(const ObjectPropertyRow& row, FormatCode format) {
     return row.kind == Kind::ofEveryObject || format != FormatCode::Association;
 }
 
-bool ObjectPropertyWriter::isWithheld(Code code) const {
-    return _faults != nullptr && _faults->isWithheld(code);
-}
-
 std::u16string ObjectPropertyWriter::name(const StoreObject& object) const {
-    if (_faults != nullptr) {
-        if (auto told = _faults->toldName(object.name)) {
-            return *told;
-        }
-    }
-    return platform::toUtf16(object.name);
+    const auto told = _lies.names.find(object.name);
+    return told != _lies.names.end() ? told->second : platform::toUtf16(object.name);
 }
 
 std::uint64_t ObjectPropertyWriter::size(const StoreObject& object) const {
-    const auto told = _faults != nullptr ? _faults->toldSize(object.name) : std::nullopt;
-    return told.value_or(object.size);
+    const auto told = _lies.sizes.find(object.name);
+    return told != _lies.sizes.end() ? told->second : object.size;
 }
 
-void ObjectPropertyWriter::writeOwn(ByteWriter& out, const StoreObject& object, Code code) const {
+void ObjectPropertyWriter::writeOwn(ByteWriter& out, const StoreObject& object, Code code) {
     switch (code) {
     case Code::StorageID:
         return out.u32(object.storageId);
@@ -110,9 +100,9 @@ void ObjectPropertyWriter::writeOwn(ByteWriter& out, const StoreObject& object, 
     case Code::ObjectFileName:
         return out.string(name(object));
     case Code::DateCreated:
-        return out.string(dateText(object.created));
+        return out.string(date(object.created));
     case Code::DateModified:
-        return out.string(dateText(object.modified));
+        return out.string(date(object.modified));
     case Code::ParentObject:
         return out.u32(object.parent);
     default:
@@ -120,7 +110,7 @@ void ObjectPropertyWriter::writeOwn(ByteWriter& out, const StoreObject& object, 
     }
 }
 
-void ObjectPropertyWriter::writeValue(ByteWriter& out, const StoreObject& object, const ObjectPropertyRow& row) const {
+void ObjectPropertyWriter::writeValue(ByteWriter& out, const StoreObject& object, const ObjectPropertyRow& row) {
     if (row.kind == Kind::ofEveryObject) {
         writeOwn(out, object, row.code);
         return;
@@ -133,16 +123,14 @@ void ObjectPropertyWriter::writeValue(ByteWriter& out, const StoreObject& object
     }
 }
 
-void ObjectPropertyWriter::writeElement(ByteWriter& out, const StoreObject& object,
-                                        const ObjectPropertyRow& row) const {
+void ObjectPropertyWriter::writeElement(ByteWriter& out, const StoreObject& object, const ObjectPropertyRow& row) {
     out.u32(object.handle);
     out.u16(raw(row.code));
     out.u16(raw(row.type));
     writeValue(out, object, row);
 }
 
-std::uint32_t ObjectPropertyWriter::writeElements(ByteWriter& out, const StoreObject& object,
-                                                  std::uint32_t property) const {
+std::uint32_t ObjectPropertyWriter::writeElements(ByteWriter& out, const StoreObject& object, std::uint32_t property) {
     if (property != allProperties) {
         const ObjectPropertyRow* const row = findObjectProperty(property);
         if (row == nullptr || !appliesTo(*row, object.format) || isWithheld(row->code)) {

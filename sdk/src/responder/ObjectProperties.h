@@ -4,6 +4,8 @@
 #include "mtp/Bytes.h"
 #include "mtp/Codes.h"
 #include "mtp/Datasets.h"
+#include "responder/DateText.h"
+#include "responder/FaultPlan.h"
 #include "store/StoreTypes.h"
 
 #include <cstdint>
@@ -12,8 +14,6 @@
 #include <vector>
 
 namespace mtpsdk {
-
-class FaultPlan;
 
 /// One object property that the device knows: what every object has, or what describes a file's content.
 struct ObjectPropertyRow {
@@ -36,26 +36,28 @@ struct ObjectPropertyRow {
 /// null).
 class ObjectPropertyWriter {
 public:
-    ObjectPropertyWriter(std::uint64_t deviceIdentity, FaultPlan* faults)
+    ObjectPropertyWriter(std::uint64_t deviceIdentity, FaultPlan::Lies lies)
         : _identity(deviceIdentity)
-        , _faults(faults) {}
+        , _lies(std::move(lies)) {}
 
     /// The value alone; that of a descriptive property that was never set is zero or empty.
-    void writeValue(ByteWriter& out, const StoreObject& object, const ObjectPropertyRow& row) const;
+    void writeValue(ByteWriter& out, const StoreObject& object, const ObjectPropertyRow& row);
     /// The rows of a property list for one property of the object, or for all (allProperties), leaving out those that
     /// were never set. Answers how many.
-    std::uint32_t writeElements(ByteWriter& out, const StoreObject& object, std::uint32_t property) const;
+    std::uint32_t writeElements(ByteWriter& out, const StoreObject& object, std::uint32_t property);
 
     [[nodiscard]] std::u16string name(const StoreObject& object) const;
     [[nodiscard]] std::uint64_t size(const StoreObject& object) const;
+    [[nodiscard]] std::u16string date(std::int64_t seconds) { return _dates(seconds); }
+    [[nodiscard]] bool isWithheld(ObjectPropertyCode code) const { return _lies.withheld.contains(code); }
 
 private:
-    void writeOwn(ByteWriter& out, const StoreObject& object, ObjectPropertyCode code) const;
-    void writeElement(ByteWriter& out, const StoreObject& object, const ObjectPropertyRow& row) const;
-    [[nodiscard]] bool isWithheld(ObjectPropertyCode code) const;
+    void writeOwn(ByteWriter& out, const StoreObject& object, ObjectPropertyCode code);
+    void writeElement(ByteWriter& out, const StoreObject& object, const ObjectPropertyRow& row);
 
     std::uint64_t _identity;
-    FaultPlan* _faults;
+    FaultPlan::Lies _lies;
+    DateTexts _dates;
 };
 
 } // namespace mtpsdk

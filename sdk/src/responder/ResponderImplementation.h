@@ -95,13 +95,14 @@ private:
     void getPartialObject();
     void getPartialObject64();
     void givePart(std::uint64_t offset, std::uint64_t length);
+    [[nodiscard]] std::uint64_t deliveredSize(std::uint64_t size);
     void deleteObject();
     void moveObject();
     void getObjectReferences();
     void setObjectReferences();
 
     // Properties.
-    [[nodiscard]] ObjectPropertyWriter propertyWriter() const { return {_store->identity(), _faults.get()}; }
+    [[nodiscard]] ObjectPropertyWriter propertyWriter() const { return {_store->identity(), _faults->lies()}; }
     void getObjectPropsSupported();
     void getObjectPropDesc();
     void getObjectPropValue();

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "responder/ResponderImplementation.h"
 
-#include "responder/DateText.h"
-
 #include <algorithm>
 #include <limits>
 
@@ -64,7 +62,7 @@ void Responder::Implementation::getObjectHandles() {
 }
 
 void Responder::Implementation::getObjectInfo() {
-    const ObjectPropertyWriter writer = propertyWriter();
+    ObjectPropertyWriter writer = propertyWriter();
     ObjectInfo info;
     const StoreResult result = _store->visitObject(parameter(0), [&](const StoreObject& object) {
         info.storageId = object.storageId;
@@ -74,8 +72,8 @@ void Responder::Implementation::getObjectInfo() {
         info.parent = object.parent;
         info.associationType = object.isFolder() ? genericFolder : 0;
         info.filename = writer.name(object);
-        info.captureDate = dateText(object.created);
-        info.modificationDate = dateText(object.modified);
+        info.captureDate = writer.date(object.created);
+        info.modificationDate = writer.date(object.modified);
     });
     result == StoreResult::ok ? give(encode(info)) : fail(responseFor(result));
 }
@@ -100,16 +98,23 @@ void Responder::Implementation::givePart(std::uint64_t offset, std::uint64_t len
         fail(responseFor(result));
         return;
     }
-    std::optional<std::uint64_t> delivered;
-    (void) _store->visitObject(parameter(0),
-                               [&](const StoreObject& object) { delivered = _faults->deliveredSize(object.name); });
-    const std::uint64_t told = delivered.value_or(size);
+    const std::uint64_t told = deliveredSize(size);
     const std::uint64_t rest = told - std::min(told, offset);
     const std::uint64_t given = std::min(length, rest);
     const std::uint64_t ofFile = std::min(given, size - std::min(size, offset));
     giveFile(descriptor, offset, ofFile, given - ofFile);
     const bool whole = static_cast<OperationCode>(_command.code) == OperationCode::GetObject;
     whole ? succeed() : succeed({static_cast<std::uint32_t>(given)});
+}
+
+/// How many bytes of the file the device acts as if it had.
+std::uint64_t Responder::Implementation::deliveredSize(std::uint64_t size) {
+    const FaultPlan::Lies lies = _faults->lies();
+    (void) _store->visitObject(parameter(0), [&](const StoreObject& object) {
+        const auto told = lies.deliveries.find(object.name);
+        size = told != lies.deliveries.end() ? told->second : size;
+    });
+    return size;
 }
 
 void Responder::Implementation::deleteObject() {

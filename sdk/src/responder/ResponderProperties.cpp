@@ -20,8 +20,9 @@ constexpr std::uint32_t longestText = 0x7000;
 
 void Responder::Implementation::getObjectPropsSupported() {
     std::vector<std::uint16_t> codes;
+    const ObjectPropertyWriter writer = propertyWriter();
     for (const ObjectPropertyRow& row : objectProperties()) {
-        if (appliesTo(row, static_cast<FormatCode>(parameter(0))) && !_faults->isWithheld(row.code)) {
+        if (appliesTo(row, static_cast<FormatCode>(parameter(0))) && !writer.isWithheld(row.code)) {
             codes.push_back(raw(row.code));
         }
     }
@@ -30,7 +31,8 @@ void Responder::Implementation::getObjectPropsSupported() {
 
 void Responder::Implementation::getObjectPropDesc() {
     const ObjectPropertyRow* const row = findObjectProperty(parameter(0));
-    if (row == nullptr || _faults->isWithheld(row->code) || !appliesTo(*row, static_cast<FormatCode>(parameter(1)))) {
+    if (row == nullptr || propertyWriter().isWithheld(row->code) ||
+        !appliesTo(*row, static_cast<FormatCode>(parameter(1)))) {
         fail(ResponseCode::ObjectPropNotSupported);
         return;
     }
@@ -46,11 +48,11 @@ void Responder::Implementation::getObjectPropDesc() {
 
 void Responder::Implementation::getObjectPropValue() {
     const ObjectPropertyRow* const row = findObjectProperty(parameter(1));
-    if (row == nullptr || _faults->isWithheld(row->code)) {
+    if (row == nullptr || propertyWriter().isWithheld(row->code)) {
         fail(ResponseCode::ObjectPropNotSupported);
         return;
     }
-    const ObjectPropertyWriter writer = propertyWriter();
+    ObjectPropertyWriter writer = propertyWriter();
     ByteWriter value;
     const StoreResult result =
         _store->visitObject(parameter(0), [&](const StoreObject& object) { writer.writeValue(value, object, *row); });
@@ -72,7 +74,7 @@ void Responder::Implementation::setObjectPropValue() {
 
 ResponseCode Responder::Implementation::setProperty(Handle handle, std::uint32_t code, const PropertyValue& value) {
     const ObjectPropertyRow* const row = findObjectProperty(code);
-    if (row == nullptr || _faults->isWithheld(row->code)) {
+    if (row == nullptr || propertyWriter().isWithheld(row->code)) {
         return ResponseCode::ObjectPropNotSupported;
     }
     if (!row->writable) {
@@ -142,7 +144,7 @@ void Responder::Implementation::getObjectPropList() {
         return;
     }
     const auto format = static_cast<FormatCode>(parameter(1));
-    const ObjectPropertyWriter writer = propertyWriter();
+    ObjectPropertyWriter writer = propertyWriter();
     ByteWriter body;
     std::uint32_t count = 0;
     const bool visited = visitListed(parameter(0), parameter(4), [&](const StoreObject& object) {

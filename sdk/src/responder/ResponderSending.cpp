@@ -82,7 +82,7 @@ void Responder::Implementation::sendObjectPropList() {
 
 ResponseCode Responder::Implementation::takeProperty(NewStoreObject& object, const ObjectPropElement& element) const {
     const ObjectPropertyRow* const row = findObjectProperty(element.property);
-    if (row == nullptr || !appliesTo(*row, object.format) || _faults->isWithheld(row->code)) {
+    if (row == nullptr || !appliesTo(*row, object.format) || propertyWriter().isWithheld(row->code)) {
         return ResponseCode::ObjectPropNotSupported;
     }
     if (element.value.type() != row->type) {
