@@ -2,6 +2,8 @@
 // New folders and files, and the bytes of files.
 #include "mtp/SessionImplementation.h"
 
+#include "platform/Strings.h"
+
 #include <algorithm>
 
 namespace mtpsdk {
@@ -50,6 +52,11 @@ std::ptrdiff_t fillBlock(std::span<std::byte> block, const BlockSource& source, 
         filled += wanted;
     }
     return static_cast<std::ptrdiff_t>(filled);
+}
+
+/// Devices keep names in the composition and sometimes in the case that they like.
+bool isSameName(const std::u16string& left, const std::u16string& right) {
+    return left == right || platform::caseFolded(left) == platform::caseFolded(right);
 }
 
 } // namespace
@@ -151,7 +158,8 @@ DGSTATUS Session::Implementation::findByName(std::uint32_t storageId, std::uint3
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }
-    const auto found = std::ranges::find(entries, name, &ObjectEntry::name);
+    const auto found =
+        std::ranges::find_if(entries, [&](const ObjectEntry& candidate) { return isSameName(candidate.name, name); });
     if (found == entries.end()) {
         return DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
     }
@@ -182,7 +190,7 @@ DGSTATUS Session::Implementation::confirm(const NewObject& object, std::uint32_t
 bool Session::Implementation::removePartial(const NewObject& object, std::uint32_t handle) {
     // The handle is the device's word. Nothing but the object that was being sent may be deleted.
     ObjectEntry entry;
-    if (handle == 0 || objectEntry(handle, entry) != DGSTATUS_SUCCESS || entry.name != object.name ||
+    if (handle == 0 || objectEntry(handle, entry) != DGSTATUS_SUCCESS || !isSameName(entry.name, object.name) ||
         (entry.parent != object.parent && object.parent != 0)) {
         return false;
     }
