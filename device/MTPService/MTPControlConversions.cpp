@@ -7,20 +7,23 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <limits>
 
 namespace {
 
+struct StatusRow {
+    DGSTATUS value;
+    const char* name;
+};
+#define STATUS_ROW(value, name) StatusRow{value, #name},
+constexpr StatusRow statuses[] = {VEMO_STATUS_TABLE(STATUS_ROW)};
+#undef STATUS_ROW
+
 const char* statusName(DGSTATUS status) {
-    switch (status) {
-#define STATUS_CASE(value, name)                                                                                       \
-    case value:                                                                                                        \
-        return #name;
-        VEMO_STATUS_TABLE(STATUS_CASE)
-#undef STATUS_CASE
-    default:
-        return "UNKNOWN";
-    }
+    const auto* row = std::find_if(std::begin(statuses), std::end(statuses),
+                                   [status](const StatusRow& each) { return each.value == status; });
+    return row == std::end(statuses) ? "UNKNOWN" : row->name;
 }
 
 /// These two groups are printed with two blanks and no dash, which readers of the log rely on.
