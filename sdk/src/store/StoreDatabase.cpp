@@ -36,7 +36,7 @@ enum StoreDatabase::Statement : std::size_t {
 
 namespace {
 
-constexpr int busyMilliseconds = 2000;
+constexpr int busyMilliseconds = 1000;
 /// Raised when the tables change; a file of another version is begun anew.
 constexpr int layoutVersion = 1;
 

@@ -85,5 +85,75 @@ TEST_F(Loopback, FileGoesInThreeTransactionsAndComesBackWhole) {
     EXPECT_FALSE(device.has("Phone/Grüße 🎵.mp3"));
 }
 
+TEST_F(Loopback, CancelledTransfersLeaveNothingAndTheSessionGoesOn) {
+    const std::string content(900'000, 'x');
+    const TransferProgress stop = [](std::uint64_t, std::uint64_t) { return true; };
+    EXPECT_EQ(send(u"cancelled", content, stop), DGSTATUS_IO_CANCEL_SUCCESS);
+    EXPECT_FALSE(device.has("Phone/cancelled"));
+    EXPECT_EQ(device->storage(phone)->used, 0U);
+    ASSERT_EQ(send(u"whole", content), DGSTATUS_SUCCESS);
+    EXPECT_EQ(session->getObject(sent.handle, sent.size, [](std::span<const std::byte>) { return false; }, {}),
+              DGSTATUS_IO_CANCEL_SUCCESS);
+    DGSTATUS status = DGSTATUS_SUCCESS;
+    EXPECT_EQ(get(sent, status), content);
+}
+
+TEST_F(Loopback, DeviceVanishesInTheMiddle) {
+    faults->vanish({OperationCode::SendObject}, 300'000);
+    EXPECT_EQ(send(u"lost", std::string(900'000, 'x')), DGSTATUS_NO_DEVICE_ATTACHED);
+    EXPECT_FALSE(session->connected());
+    connect();
+    EXPECT_FALSE(device.has("Phone/lost"));
+    ASSERT_EQ(send(u"there", std::string(900'000, 'x')), DGSTATUS_SUCCESS);
+    faults->vanish({OperationCode::GetObject}, 300'000);
+    DGSTATUS status = DGSTATUS_SUCCESS;
+    EXPECT_LT(get(sent, status).size(), 900'000U);
+    EXPECT_EQ(status, DGSTATUS_NO_DEVICE_ATTACHED);
+}
+
+TEST_F(Loopback, SlowDeviceIsWaitedForAndPullingItEndsTheWait) {
+    std::vector<ObjectEntry> entries;
+    faults->delay({OperationCode::GetObjectPropList}, std::chrono::milliseconds(20));
+    EXPECT_EQ(session->listFolder(phone, 0, entries), DGSTATUS_SUCCESS);
+    faults->setPatience(std::chrono::milliseconds(10));
+    faults->delay({OperationCode::GetObjectPropList}, std::chrono::hours(1));
+    EXPECT_EQ(session->listFolder(phone, 0, entries), DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE);
+    EXPECT_EQ(session->listFolder(phone, 0, entries), DGSTATUS_SUCCESS);
+
+    faults->setPatience(std::chrono::hours(1));
+    faults->delay({OperationCode::GetObjectPropList}, std::chrono::hours(1));
+    auto listing = std::async(std::launch::async, [&] { return session->listFolder(phone, 0, entries); });
+    plug->pull();
+    ASSERT_EQ(listing.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(listing.get(), DGSTATUS_NO_DEVICE_ATTACHED);
+}
+
+TEST_F(Loopback, DeviceThatLacksTheNewerOperationsStillTakesAndGivesFiles) {
+    for (const auto code : {OperationCode::GetObjectPropList, OperationCode::SendObjectPropList,
+                            OperationCode::GetObjectPropsSupported, OperationCode::SetObjectPropValue}) {
+        faults->withhold(code);
+    }
+    connect();
+    ASSERT_EQ(send(u"older.mp3", "content"), DGSTATUS_SUCCESS);
+    std::vector<ObjectEntry> entries;
+    ASSERT_EQ(session->listFolder(phone, 0, entries), DGSTATUS_SUCCESS);
+    ASSERT_EQ(entries.size(), 1U);
+    DGSTATUS status = DGSTATUS_SUCCESS;
+    EXPECT_EQ(get(entries[0], status), "content");
+}
+
+TEST_F(Loopback, DataThatNobodyAskedForStallsTheLine) {
+    LoopbackTransport line(device.shared(), faults);
+    const BlockSink ignore = [](std::span<const std::byte>) { return true; };
+    EXPECT_EQ(line.receive(ignore), DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE);
+    EXPECT_EQ(line.send(encodeContainer(ContainerType::Command, 0x9999, 1, {1}), 0, {}), DGSTATUS_SUCCESS);
+    EXPECT_EQ(line.send(encodeDataHeader(0x9999, 1, 0), 0, {}), DGSTATUS_INTERNAL_DRIVER_READ_ERROR);
+    EXPECT_EQ(line.receive(ignore), DGSTATUS_SUCCESS);
+    std::vector<std::byte> event;
+    EXPECT_EQ(line.readEvent(event, std::chrono::milliseconds(1)), DGSTATUS_NO_DATA);
+    faults->raise(EventCode::StoreAdded, {card});
+    EXPECT_EQ(line.readEvent(event, std::chrono::milliseconds(0)), DGSTATUS_SUCCESS);
+}
+
 } // namespace
 } // namespace mtpsdk::test
