@@ -3,6 +3,7 @@
 
 #include "device/MTPService/ApplicationCall.h"
 #include "device/MTPService/MethodTrace.h"
+#include "device/MTPService/ServiceSection.h"
 #include "platform/Log.h"
 
 #include <algorithm>
@@ -132,7 +133,7 @@ void MTPServicePrivate::cancelFileAction(std::uint32_t serviceID) {
 // count is taken once, so a removal makes the last read one past the end. Applications know both.
 void MTPServicePrivate::emptyQueue() {
     const MethodTrace trace(6);
-    const Synchronized section(classMonitor());
+    const ServiceSection section;
     const std::size_t count = _cancelServiceId.with([](const auto& ids) { return ids.size(); });
     for (std::size_t index = 0; index < count; ++index) {
         const std::uint32_t serviceID = _cancelServiceId.with([&](const auto& ids) { return ids.at(index); });

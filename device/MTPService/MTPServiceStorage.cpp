@@ -2,6 +2,7 @@
 #include "device/MTPService/MTPServicePrivate.h"
 
 #include "device/MTPService/MethodTrace.h"
+#include "device/MTPService/ServiceSection.h"
 #include "platform/Log.h"
 #include "platform/Paths.h"
 #include "platform/Strings.h"
@@ -48,7 +49,7 @@ MTPServicePrivate::StorageMatch hasNumber(std::string_view key, std::uint64_t nu
 
 void MTPServicePrivate::setDeviceInformation(const std::optional<platform::Dictionary>& information) {
     const MethodTrace trace(6);
-    const Synchronized section(classMonitor());
+    const ServiceSection section;
     if (!information) {
         QD_LOG(3, "Device Information is nil");
         return;
@@ -124,7 +125,7 @@ MTPServicePrivate::Text MTPServicePrivate::friendlyName() {
 
 std::optional<platform::Array> MTPServicePrivate::diskInformation() {
     const MethodTrace trace(6);
-    const Synchronized section(classMonitor());
+    const ServiceSection section;
     std::optional<platform::Array> storages = storageInformation();
     return storages && !storages->empty() ? storages : storageInfoLists();
 }
@@ -140,7 +141,7 @@ std::optional<platform::Array> MTPServicePrivate::storageInformation() const {
 }
 
 void MTPServicePrivate::addDiskInformation(const std::optional<platform::Dictionary>& information) {
-    const Synchronized section(classMonitor());
+    const ServiceSection section;
     _storageLists.with([&](StorageTable& table) {
         if (table && information) {
             table->push_back(*information);
@@ -149,7 +150,7 @@ void MTPServicePrivate::addDiskInformation(const std::optional<platform::Diction
 }
 
 void MTPServicePrivate::removeDiskInformation(const std::optional<platform::Dictionary>& information) {
-    const Synchronized section(classMonitor());
+    const ServiceSection section;
     _storageLists.with([&](StorageTable& table) {
         if (!table || !information) {
             return;
