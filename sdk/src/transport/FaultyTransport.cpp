@@ -30,10 +30,11 @@ void addToTransactionId(std::span<std::byte> container, std::uint64_t amount) {
 
 } // namespace
 
-FaultyTransport::FaultyTransport(std::unique_ptr<Transport> inner, std::vector<TransportFault> plan, std::uint32_t seed)
+FaultyTransport::FaultyTransport(std::unique_ptr<Transport> inner, const std::vector<TransportFault>& plan,
+                                 std::uint32_t seed)
     : _inner(std::move(inner))
     , _random(seed) {
-    for (TransportFault& fault : plan) {
+    for (const TransportFault& fault : plan) {
         _plan.push_back({fault});
     }
 }

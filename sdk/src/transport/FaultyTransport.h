@@ -41,7 +41,7 @@ struct TransportFault {
 /// Threads and statuses are those of Transport.
 class FaultyTransport : public Transport {
 public:
-    FaultyTransport(std::unique_ptr<Transport> inner, std::vector<TransportFault> plan, std::uint32_t seed = 0);
+    FaultyTransport(std::unique_ptr<Transport> inner, const std::vector<TransportFault>& plan, std::uint32_t seed = 0);
     ~FaultyTransport() override;
 
     /// A plan of `count` faults of all kinds, spread over the first `calls` calls of each kind.

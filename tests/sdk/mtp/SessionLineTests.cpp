@@ -212,6 +212,7 @@ TEST(SessionLine, CallsOfManyThreadsTakeTurns) {
     answerStorageInfo(script);
     const auto session = script.open();
     std::vector<std::future<int>> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.push_back(std::async(std::launch::async, [&] {
             int good = 0;

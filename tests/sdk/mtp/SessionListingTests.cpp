@@ -11,6 +11,7 @@ constexpr std::uint32_t card = 0x20001;
 
 std::vector<std::u16string> namesOf(const std::vector<ObjectEntry>& entries) {
     std::vector<std::u16string> names;
+    names.reserve(entries.size());
     for (const ObjectEntry& entry : entries) {
         names.push_back(entry.name);
     }

@@ -58,6 +58,7 @@ protected:
         std::vector<ObjectEntry> entries;
         EXPECT_EQ(session->listFolder(storage, parent, entries), DGSTATUS_SUCCESS);
         std::vector<std::u16string> result;
+        result.reserve(entries.size());
         for (const ObjectEntry& entry : entries) {
             result.push_back(entry.name);
         }
