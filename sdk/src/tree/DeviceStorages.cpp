@@ -157,9 +157,9 @@ void Device::countUsed(NodeIndex storage, std::int64_t bytes) {
         return;
     }
     const std::uint64_t used = record->UsedSize;
+    const std::uint64_t capacity = record->MaxCapacity;
     const auto amount = static_cast<std::uint64_t>(bytes < 0 ? -bytes : bytes);
-    record->UsedSize =
-        bytes < 0 ? used - std::min(used, amount) : std::min<std::uint64_t>(used + amount, record->MaxCapacity);
+    record->UsedSize = bytes < 0 ? used - std::min(used, amount) : std::min(used + amount, capacity);
 }
 
 } // namespace mtpsdk

@@ -95,7 +95,7 @@ TEST_F(LifeTest, appliesWhatSomeoneElseAddsAndRemoves) {
     EXPECT_EQ(removal.updated, nullptr);
     EXPECT_EQ(libIsExist(removal.target, MTP_SIGNATURE_FILE), 0);
     EXPECT_TRUE(fileNames().empty());
-    EXPECT_EQ(storage()->UsedSize, used);
+    EXPECT_EQ(+storage()->UsedSize, used);
     EXPECT_EQ(ear.plain.size(), ear.events.size());
 }
 

@@ -10,11 +10,11 @@ class ListingTest : public VirtualDeviceTest {};
 TEST_F(ListingTest, walksDevicesAndStorages) {
     EXPECT_EQ(device()->header.Signature, MTP_SIGNATURE_DEVICE);
     EXPECT_EQ(text(storage()->Label), "Internal");
-    EXPECT_EQ(storage()->LabelLength, 9U);
+    EXPECT_EQ(+storage()->LabelLength, 9U);
     EXPECT_EQ(text(storage()->Description), "Internal storage");
-    EXPECT_EQ(storage()->header.Id, 0x00010001U);
-    EXPECT_EQ(storage()->header.LocationId, location);
-    EXPECT_EQ(storage()->MaxCapacity, capacity);
+    EXPECT_EQ(+storage()->header.Id, 0x00010001U);
+    EXPECT_EQ(+storage()->header.LocationId, location);
+    EXPECT_EQ(+storage()->MaxCapacity, capacity);
     EXPECT_EQ(text(card()->Label), "Card");
     _MTP_STORAGE_NODE* next = card();
     EXPECT_EQ(mtpGetNextStorageNode(card(), &next), DGSTATUS_SUCCESS);
@@ -38,8 +38,8 @@ TEST_F(ListingTest, listsFoldersAndFilesOnceInOneRequest) {
 
     _MTP_FILE_NODE* file = nullptr;
     ASSERT_EQ(mtpGetFileListHead(root(), &file, nullptr, nullptr), DGSTATUS_SUCCESS);
-    EXPECT_EQ(file->size, 5U);
-    EXPECT_EQ(file->header.Signature, MTP_SIGNATURE_FILE);
+    EXPECT_EQ(+file->size, 5U);
+    EXPECT_EQ(+file->header.Signature, MTP_SIGNATURE_FILE);
     EXPECT_EQ(text(file->modificationDate).substr(8, 1), "T");
 
     // Releasing a list forgets it; the next listing asks again.

@@ -105,16 +105,16 @@ TEST(NewMediaRecord, holdsWhatTheDeviceSays) {
         media.durationMilliseconds = 5000;
         media.rating = 80;
         _MTP_MEDIA_FILE_INFO* record = newMediaRecord(tree, tree.add(storage, entry, u"song.mp3"), media);
-        EXPECT_EQ(record->file.header.Signature, MTP_SIGNATURE_MUSIC_INFO);
-        EXPECT_EQ(record->file.size, 1234U);
-        EXPECT_EQ(record->format, 0x3009);
-        EXPECT_EQ(record->titleSize, 6);
+        EXPECT_EQ(+record->file.header.Signature, MTP_SIGNATURE_MUSIC_INFO);
+        EXPECT_EQ(+record->file.size, 1234U);
+        EXPECT_EQ(+record->format, 0x3009);
+        EXPECT_EQ(+record->titleSize, 6);
         EXPECT_EQ(readRecordText(record->file.name), u"song.mp3");
         EXPECT_EQ(readRecordText(record->title), u"Title");
-        EXPECT_EQ(record->audio.albumSize, 255);
-        EXPECT_EQ(record->audio.descriptionSize, 401U);
-        EXPECT_EQ(record->audio.playLength, 5000U);
-        EXPECT_EQ(record->audio.rating, 80);
+        EXPECT_EQ(+record->audio.albumSize, 255);
+        EXPECT_EQ(+record->audio.descriptionSize, 401U);
+        EXPECT_EQ(+record->audio.playLength, 5000U);
+        EXPECT_EQ(+record->audio.rating, 80);
         EXPECT_EQ(record->audio.artist.get(), nullptr);
         freeMediaRecord(record);
     }

@@ -87,7 +87,7 @@ TEST_F(NodeTreeTest, laysRecordsOutAsApplicationsReadThem) {
     dateless.modified = song.modified;
     const auto* other = record(_tree->add(_storage, dateless, u"x"));
     EXPECT_EQ(other->creationDate.get(), nullptr);
-    EXPECT_EQ(other->creationDateSize, 0U);
+    EXPECT_EQ(+other->creationDateSize, 0U);
     EXPECT_EQ(readRecordText(other->modificationDate), song.modified);
 }
 
@@ -166,7 +166,7 @@ TEST_F(NodeTreeTest, renamesInPlace) {
     const auto* before = record(node);
     _tree->rename(node, u"A longer name than before.mp3");
     EXPECT_EQ(record(node), before);
-    EXPECT_EQ(before->nameSize, 30U);
+    EXPECT_EQ(+before->nameSize, 30U);
     EXPECT_EQ(names(_storage, NodeKind::file), (Names{u"A longer name than before.mp3", u"b.mp3"}));
     EXPECT_EQ(_tree->child(_storage, u"a.mp3"), 0U);
     EXPECT_EQ(_tree->child(_storage, u"a LONGER name than before.mp3"), node);

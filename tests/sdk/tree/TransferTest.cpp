@@ -59,14 +59,14 @@ TEST_F(TransferTest, sendsAFileInThreeTransactions) {
     ASSERT_NE(file, nullptr);
     EXPECT_LE(transactions(), before + 3);
     EXPECT_EQ(contentOnDevice("Internal/Music/song.mp3"), "0123456789");
-    EXPECT_EQ(file->size, 10U);
+    EXPECT_EQ(+file->size, 10U);
     EXPECT_EQ(text(file->name), "song.mp3");
     EXPECT_EQ(used(), usedBefore + 10);
     EXPECT_EQ(fileNames(&music->header), (Names{"first.mp3", "song.mp3"}));
     _MTP_MEDIA_FILE_INFO* media = nullptr;
     ASSERT_EQ(mtpGetMediaFileInfo(file, &media), DGSTATUS_SUCCESS);
-    EXPECT_EQ(media->file.header.Signature, MTP_SIGNATURE_MUSIC_INFO);
-    EXPECT_EQ(media->format, 0x3009);
+    EXPECT_EQ(+media->file.header.Signature, MTP_SIGNATURE_MUSIC_INFO);
+    EXPECT_EQ(+media->format, 0x3009);
     EXPECT_LE(transactions(), before + 3) << "what the send read back answers for the metadata";
     mtpReleaseMediaFileInfo(&media);
 }
@@ -89,15 +89,15 @@ TEST_F(TransferTest, sendsMetadataAndReadsItBack) {
     ASSERT_EQ(mtpGetMediaFileInfo(file, &media), DGSTATUS_SUCCESS);
     EXPECT_EQ(text(media->title), "Träumerei");
     EXPECT_EQ(text(media->audio.artist), "Robert");
-    EXPECT_EQ(media->audio.playLength, 150000U);
-    EXPECT_EQ(media->audio.trackNumber, 7);
-    EXPECT_EQ(media->format, 0x3009);
+    EXPECT_EQ(+media->audio.playLength, 150000U);
+    EXPECT_EQ(+media->audio.trackNumber, 7);
+    EXPECT_EQ(+media->format, 0x3009);
 
     media->audio.trackNumber = 8;
     ASSERT_EQ(mtpSetMediaFileInfo(file, media), DGSTATUS_SUCCESS);
     mtpReleaseMediaFileInfo(&media);
     ASSERT_EQ(mtpGetMediaFileInfo(file, &media), DGSTATUS_SUCCESS);
-    EXPECT_EQ(media->audio.trackNumber, 8);
+    EXPECT_EQ(+media->audio.trackNumber, 8);
     const std::uint64_t before = transactions();
     mtpReleaseMediaFileInfo(&media);
     ASSERT_EQ(mtpGetMediaFileInfo(file, &media), DGSTATUS_SUCCESS);
@@ -233,7 +233,7 @@ TEST_F(TransferTest, leavesNothingOfAFileThatChangesWhileItIsRead) {
     EXPECT_EQ(send(path, root(), &file, watch, &growing), DGSTATUS_FILE_READ_FAILED);
     EXPECT_TRUE(fileNames().empty());
     EXPECT_FALSE(existsOnDevice("Internal/big.bin"));
-    EXPECT_EQ(sent("small.txt", "still works")->size, 11U);
+    EXPECT_EQ(+sent("small.txt", "still works")->size, 11U);
 }
 
 TEST_F(TransferTest, sendsNoByteToAStorageThatIsTooSmall) {
