@@ -211,7 +211,7 @@ std::size_t Responder::Implementation::dataIn(std::span<std::byte> block) {
     if (!_outgoing) {
         return 0;
     }
-    Outgoing& out = *_outgoing;
+    OutgoingData& out = *_outgoing;
     const std::size_t ready = std::min(block.size(), out.bytes.size() - out.given);
     std::copy_n(out.bytes.begin() + static_cast<std::ptrdiff_t>(out.given), ready, block.begin());
     out.given += ready;
@@ -219,7 +219,7 @@ std::size_t Responder::Implementation::dataIn(std::span<std::byte> block) {
 }
 
 std::size_t Responder::Implementation::fillFromFile(std::span<std::byte> block) {
-    Outgoing& out = *_outgoing;
+    OutgoingData& out = *_outgoing;
     std::size_t filled = 0;
     while (filled < block.size() && out.fileBytes > 0) {
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(block.size() - filled, out.fileBytes));

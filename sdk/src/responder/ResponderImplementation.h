@@ -19,6 +19,16 @@
 
 namespace mtpsdk {
 
+/// The data phase that a responder gives: a dataset, or a part of a file.
+struct OutgoingData {
+    std::vector<std::byte> bytes; ///< the container's header, and the dataset if it is one
+    std::size_t given = 0;
+    int file = -1;
+    std::uint64_t offset = 0;
+    std::uint64_t fileBytes = 0; ///< still to come from the file
+    std::uint64_t padding = 0;   ///< zeros behind it (a plan's lie)
+};
+
 /// The responder's state and its operations. An operation runs when its command is there, or when its data are; it ends
 /// by succeed or fail, and may have given a dataset or opened a file for the data phase before.
 ///
@@ -44,14 +54,6 @@ private:
         OperationCode code;
         Data data;
         void (Implementation::*run)();
-    };
-    struct Outgoing {
-        std::vector<std::byte> bytes; ///< the container's header, and the dataset if it is one
-        std::size_t given = 0;
-        int file = -1;
-        std::uint64_t offset = 0;
-        std::uint64_t fileBytes = 0; ///< still to come from the file
-        std::uint64_t padding = 0;   ///< zeros behind it (a plan's lie)
     };
 
     [[nodiscard]] static std::span<const Row> operations();
@@ -140,7 +142,7 @@ private:
     std::vector<std::uint32_t> _responseParameters;
     std::size_t _headerBytes = 0;      ///< of the incoming data container's header
     std::vector<std::byte> _collected; ///< an incoming dataset
-    std::optional<Outgoing> _outgoing;
+    std::optional<OutgoingData> _outgoing;
 
     /// What SendObjectInfo or SendObjectPropList announced and SendObject may bring.
     std::unique_ptr<IncomingObject> _announced;
