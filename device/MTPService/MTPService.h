@@ -56,7 +56,7 @@ public:
     void releaseDeviceHeadNode();
     [[nodiscard]] bool deviceNodeHeadExist();
     /// The device is gone: refuses further requests (when it is this service's device) and waits for a running job,
-    /// also for another device's ID. Not to be called on the worker thread.
+    /// also for another device's ID. In a notification of a job it does not wait.
     void disconnectDevice(const Text& locationID);
     /// Asks the library for this device's events; false when neither kind of callback could be registered.
     bool registerNotifyEvent();

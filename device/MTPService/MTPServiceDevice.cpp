@@ -14,7 +14,7 @@ void MTPServicePrivate::setLocationID(const Text& locationID) {
         QD_LOG(3, "Invalid Parameter. locationId is nil");
         return;
     }
-    QD_LOG(7, "_currentLocationID = %@", *locationID);
+    QD_LOG(7, "_currentLocationID = %p", static_cast<const void*>(&*locationID));
     const Synchronized library(MtpControl::classMonitor());
     const Transferring transferring(*this);
     if (!fetchDeviceList()) {

@@ -7,6 +7,8 @@ namespace notifications {
 
 namespace {
 
+thread_local int postingDepth = 0;
+
 void setNumber(platform::Dictionary& dictionary, std::string_view key, const std::optional<std::uint32_t>& number) {
     if (number) {
         dictionary.set(key, *number);
@@ -38,7 +40,13 @@ platform::Dictionary Progress::userInfo() const {
 }
 
 void post(std::string_view name, const platform::Dictionary& userInfo) {
+    ++postingDepth;
     platform::NotificationCenter::defaultCenter().post({.name = std::string(name), .userInfo = userInfo});
+    --postingDepth;
+}
+
+bool isPosting() {
+    return postingDepth != 0;
 }
 
 } // namespace notifications

@@ -40,5 +40,7 @@ void setText(platform::Dictionary& dictionary, std::string_view key, const std::
 
 /// Posts on the calling thread. What an observer throws stays in the centre: an observer cannot fail a transfer.
 void post(std::string_view name, const platform::Dictionary& userInfo);
+/// Whether the calling thread is inside post, that is, runs an observer of the service.
+[[nodiscard]] bool isPosting();
 
 } // namespace notifications
