@@ -8,6 +8,11 @@ build_packages=(g++ cmake ninja-build pkg-config libicu-dev libxml2-dev libfmt-d
     libtag1-dev libmediainfo-dev libcli11-dev)
 test_packages=(libgtest-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev)
 
+# Where ccache is installed, clones in other folders and rebuilt presets share what was compiled before.
+if command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+fi
+
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
 
 # install_packages NAME...: installs what is missing from Debian's packages; asks nothing, does nothing when all is there.
