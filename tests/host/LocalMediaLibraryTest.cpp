@@ -3,7 +3,7 @@
 
 #include "host/defaults/MusicFileReader.h"
 #include "tests/host/MediaSamples.h"
-#include "tests/host/TemporaryFolder.h"
+#include "tests/host/TestFolder.h"
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -19,7 +19,7 @@ protected:
              [this](const std::string& path, const std::string&) { warned.push_back(path); }});
         return library.getMediaInfo(file, {{"FilePath", file}}).value_or(Dictionary());
     }
-    TemporaryFolder folder;
+    TestFolder folder;
     std::vector<std::string> warned;
 };
 

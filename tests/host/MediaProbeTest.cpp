@@ -2,7 +2,7 @@
 #include "host/defaults/MediaProbe.h"
 
 #include "tests/host/MediaSamples.h"
-#include "tests/host/TemporaryFolder.h"
+#include "tests/host/TestFolder.h"
 #include <gtest/gtest.h>
 
 namespace {
@@ -26,7 +26,7 @@ TEST(MediaProbe, WithoutAHelperNothingIsRead) {
 }
 
 TEST(MediaProbe, TheRealHelperSurvivesWhatIsNoMedia) {
-    const TemporaryFolder folder;
+    const TestFolder folder;
     MediaProbe probe(MEDIA_PROBE, std::chrono::seconds(60));
     EXPECT_EQ(probe.read(folder.path("missing.mp4")).json, "{}");
     EXPECT_EQ(probe.read(folder.path()).json, "{}");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/defaults/XmlProfileHandler.h"
 
-#include "tests/host/TemporaryFolder.h"
+#include "tests/host/TestFolder.h"
 #include <gtest/gtest.h>
 
 namespace {
@@ -19,7 +19,7 @@ protected:
                                      const std::string& file = "Contents.xml") {
         return handler.valueForModelName(model, file, kMusicInternal);
     }
-    TemporaryFolder folder;
+    TestFolder folder;
     host::XmlProfileHandler handler{{folder.path("first"), folder.path("second")}};
 };
 
