@@ -40,8 +40,11 @@ std::string pathOnDisk(const std::string& path) {
     }
     std::string found;
     for (const std::string& component : platform::pathComponents(path)) {
-        const std::string prefix = found.empty() || found.back() == '/' ? found : found + '/';
-        found = prefix + (exists(prefix + component) ? component : entryLike(prefix, component));
+        const std::string folder = found;
+        if (!found.empty() && found.back() != '/') {
+            found += '/';
+        }
+        found += exists(found + component) ? component : entryLike(folder, component);
     }
     return found;
 }
