@@ -25,10 +25,10 @@ _MTP_COMMON_NODE* nodeAtEndOf(MtpControl& control, const FolderWalk& walk, const
     return file == nullptr ? nullptr : &file->header;
 }
 
-/// Whether the walk found just what the path spells: every folder before the last component, and no namesake of the
-/// last one in place of it.
+/// Whether the walk found just what the path spells: every folder before the last component, none of them left out, and
+/// no namesake of the last one in place of it.
 bool isExact(const FolderWalk& walk, const std::string& name) {
-    if (!walk.namesFolders || walk.restarted) {
+    if (!walk.namesFolders || !walk.spelledOut || walk.restarted) {
         return false;
     }
     return walk.lastFound || walk.deepest == nullptr || !mtpcontrol::isNamed(*walk.deepest, name);
@@ -107,7 +107,7 @@ bool MtpControl::renameItemAtPath(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* s
     if (node == nullptr && source) {
         const FolderWalk walk = mtpcontrol::walkFullPath(*this, device, head.address(), source);
         const std::string name = platform::lastPathComponent(*source);
-        if (!mtpcontrol::isStale(nodeID) || isExact(walk, name)) {
+        if (!mtpcontrol::isStale(nodeID) || mtpcontrol::leadsToFile(walk)) {
             node = reinterpret_cast<_MTP_COMMON_NODE*>(mtpcontrol::fileAtEndOf(*this, walk, name));
         }
     }

@@ -7,6 +7,29 @@
 
 namespace mtpcontrol {
 
+namespace {
+
+/// Whether a path's folders were all taken up: at most its head, the device's and the storage's name, is not among
+/// them. Folders of the same names further down are left out too by some walks, which then lead elsewhere.
+bool isSpelledOut(const std::vector<std::string>& components, const std::vector<std::string>& folders,
+                  const std::string& friendlyName, const std::string& label) {
+    const std::size_t first = !components.empty() && components.front() == "/" ? 1 : 0;
+    const std::size_t leftOut = components.size() - first - folders.size();
+    return leftOut == 0 || (leftOut == 2 && platform::equalIgnoringCase(components[first], friendlyName) &&
+                            platform::equalIgnoringCase(components[first + 1], label));
+}
+
+/// The file at the end of a path to which an ID was given that names nothing any more, or none at all.
+_MTP_COMMON_NODE* fileInsteadOf(MtpControl& control, const MtpControl::NodeID& nodeID, const FolderWalk& walk,
+                                const std::string& path) {
+    if (isStale(nodeID) && !leadsToFile(walk)) {
+        return nullptr;
+    }
+    return reinterpret_cast<_MTP_COMMON_NODE*>(fileAtEndOf(control, walk, platform::lastPathComponent(path)));
+}
+
+} // namespace
+
 FullPath splitFullPath(const std::vector<std::string>& components, const std::string& friendlyName) {
     FullPath full;
     bool deviceSeen = false;
@@ -72,7 +95,8 @@ FolderWalk walkFullPath(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STOR
     if (readFriendlyName(control, device, friendlyName) != DGSTATUS_SUCCESS || !path) {
         return {};
     }
-    const FullPath full = splitFullPath(platform::pathComponents(*path), friendlyName);
+    const std::vector<std::string> components = platform::pathComponents(*path);
+    const FullPath full = splitFullPath(components, friendlyName);
     if (!full.storage) {
         return {};
     }
@@ -81,7 +105,9 @@ FolderWalk walkFullPath(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STOR
         QD_LOG(3, "getStorageNode is failed.");
         return {};
     }
-    return walkFolders(control, storage, full.folders);
+    FolderWalk walk = walkFolders(control, storage, full.folders);
+    walk.spelledOut = isSpelledOut(components, full.folders, friendlyName, *full.storage);
+    return walk;
 }
 
 FolderWalk walkWithinStorage(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storage,
@@ -94,7 +120,15 @@ FolderWalk walkWithinStorage(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP
     if (readFriendlyName(control, device, friendlyName) != DGSTATUS_SUCCESS || storage == nullptr) {
         return {};
     }
-    return walkFolders(control, storage, splitWithinStorage(*path, friendlyName, *storage));
+    const std::vector<std::string> folders = splitWithinStorage(*path, friendlyName, *storage);
+    FolderWalk walk = walkFolders(control, storage, folders);
+    walk.spelledOut = isSpelledOut(platform::pathComponents(*path), folders, friendlyName,
+                                   textOf(labelUnits(storage->Label, storage->LabelLength)));
+    return walk;
+}
+
+bool leadsToFile(const FolderWalk& walk) {
+    return walk.namesFolders && walk.spelledOut && !walk.restarted && !walk.lastFound;
 }
 
 bool isNamed(const _MTP_FOLDER_NODE& folder, const std::string& name) {
@@ -113,8 +147,7 @@ _MTP_COMMON_NODE* fileNode(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_S
     if (_MTP_COMMON_NODE* given = MtpControl::nodeFromText(nodeID); given != nullptr || !path) {
         return given;
     }
-    const FolderWalk walk = walkFullPath(control, device, storageHead, path);
-    return reinterpret_cast<_MTP_COMMON_NODE*>(fileAtEndOf(control, walk, platform::lastPathComponent(*path)));
+    return fileInsteadOf(control, nodeID, walkFullPath(control, device, storageHead, path), *path);
 }
 
 _MTP_COMMON_NODE* fileNodeInStorage(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storage,
@@ -122,8 +155,7 @@ _MTP_COMMON_NODE* fileNodeInStorage(MtpControl& control, _MTP_DEVICE_NODE* devic
     if (_MTP_COMMON_NODE* given = MtpControl::nodeFromText(nodeID); given != nullptr || !path) {
         return given;
     }
-    const FolderWalk walk = walkWithinStorage(control, device, storage, path);
-    return reinterpret_cast<_MTP_COMMON_NODE*>(fileAtEndOf(control, walk, platform::lastPathComponent(*path)));
+    return fileInsteadOf(control, nodeID, walkWithinStorage(control, device, storage, path), *path);
 }
 
 } // namespace mtpcontrol

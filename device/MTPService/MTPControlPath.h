@@ -33,6 +33,7 @@ struct FolderWalk {
     bool namesFolders = false;            ///< the path goes on after the storage
     bool restarted = false;               ///< a folder before the last component is missing
     bool lastFound = false;               ///< the last component was found as a folder
+    bool spelledOut = false;              ///< nothing but the path's head was left out of the walk
 };
 /// Looks the folders up one below the other. After one that is missing the search goes on from the storage's root; the
 /// application relies on finding a folder that has moved up that way.
@@ -48,13 +49,18 @@ struct FolderWalk {
 [[nodiscard]] FolderWalk walkWithinStorage(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storage,
                                            const MtpControl::Text& path);
 
+/// Whether the walk came just to where a file of the path lies: no folder missing or left out, none in the file's
+/// place.
+[[nodiscard]] bool leadsToFile(const FolderWalk& walk);
+
 /// Whether a folder's name is this one, without regard to case.
 [[nodiscard]] bool isNamed(const _MTP_FOLDER_NODE& folder, const std::string& name);
 
 /// The file of that name in the walk's deepest folder, or in the storage's root when it reached no folder.
 [[nodiscard]] _MTP_FILE_NODE* fileAtEndOf(MtpControl& control, const FolderWalk& walk, const std::string& name);
 
-/// The node that an ID names, else the file that a full path, or a path within a storage, leads to.
+/// The node that an ID names, else the file that a full path, or a path within a storage, leads to. After a stale ID
+/// only the file that the path spells: whoever held the ID means one certain file, not a namesake elsewhere.
 [[nodiscard]] _MTP_COMMON_NODE* fileNode(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE** storageHead,
                                          const MtpControl::NodeID& nodeID, const MtpControl::Text& path);
 [[nodiscard]] _MTP_COMMON_NODE* fileNodeInStorage(MtpControl& control, _MTP_DEVICE_NODE* device,

@@ -82,6 +82,40 @@ TEST_F(NodeTest, afterAStaleIDOnlyTheExactPathIsDeleted) {
     EXPECT_EQ(library.takeChanges(), (Calls{"mtpDeleteNode(song.mp3)", "mtpDeleteNode(Rock)", "mtpDeleteNode(rock)"}));
 }
 
+TEST_F(NodeTest, afterAStaleIDFoldersNamedLikeTheHeadAreNotLeftOut) {
+    // The walks pass over such folders, and what lies above them has the same name as what was meant.
+    const NodeID stale = staleID();
+    for (const char* path : {"/My Phone/Card/Music/Card/song.mp3", "/My Phone/Card/My Phone/top.mp3",
+                             "/My Phone/Card/Card/Music", "/Card/top.mp3"}) {
+        EXPECT_FALSE(deleteWithin(stale, path)) << path;
+    }
+    EXPECT_FALSE(deletePath(stale, "/Card/My Phone/top.mp3"));
+    EXPECT_EQ(library.takeChanges(), Calls{});
+    EXPECT_TRUE(deleteWithin(stale, "Music/Rock")); // without a head nothing is left out
+    _MTP_FOLDER_NODE* inside = library.addFolder(card, "My Phone");
+    library.addFile(inside, "a.mp3");
+    EXPECT_TRUE(deletePath(stale, "/My Phone/Card/My Phone/a.mp3")); // a full path has its head only once
+    EXPECT_EQ(library.takeChanges(), (Calls{"mtpDeleteNode(Rock)", "mtpDeleteNode(a.mp3)"}));
+}
+
+TEST_F(NodeTest, afterAStaleIDNoNamesakeIsTakenForTheFile) {
+    const NodeID stale = staleID();
+    library.takeCalls();
+    for (const char* path : {"/My Phone/Card/Missing/top.mp3", "/My Phone/Card/Music"}) { // Music/Music is another file
+        EXPECT_FALSE(control.renameItemAtPath(device, phone, stale, path, "x", &error)) << path;
+        EXPECT_EQ(error, 0x10000001U);
+        EXPECT_FALSE(control.uploadFileFromMTPEx(device, phone, stale, path, "/x", nullptr, nullptr, &error)) << path;
+        EXPECT_EQ(error, 0x10000001U);
+        EXPECT_FALSE(control.transferFileFromDevice(device, card, stale, path, "/x", nullptr, nullptr, &error)) << path;
+        EXPECT_EQ(control.fileSize(device, phone, path, stale, nullptr), 0U) << path;
+    }
+    EXPECT_EQ(library.takeChanges(), Calls{});
+    EXPECT_TRUE(
+        control.uploadFileFromMTPEx(device, phone, stale, "/My Phone/Card/top.mp3", "/x", nullptr, nullptr, &error));
+    EXPECT_TRUE(control.renameItemAtPath(device, phone, stale, "/My Phone/Card/Music/Music", "x", &error));
+    EXPECT_EQ(library.takeChanges(), (Calls{"mtpGetFileEx(top.mp3, /x#3)", "mtpRenameNode(Music, x#4)"}));
+}
+
 TEST_F(NodeTest, deletesWithinAStorageThroughTheCache) {
     NodeID file;
     const platform::Dictionary data{{"FilePath", "/new.mp3"}};
