@@ -7,9 +7,9 @@
 #include <string>
 #include <typeinfo>
 
-/// Runs `call`, which reaches code of the application (a delegate, a library of the host), and keeps its exceptions from
-/// crossing the service, the MTP library or the end of a thread. An exception is logged in the name of
-/// the calling method; the answer is false then.
+/// Runs `call`, which reaches code of the application (a delegate, a library of the host), and keeps its exceptions
+/// from crossing the service, the MTP library or the end of a thread. An exception is logged in the name of the calling
+/// method; the answer is false then.
 template <typename Call>
 bool callApplication(Call&& call, const char* file = __builtin_FILE(), const char* function = __builtin_FUNCTION(),
                      int line = __builtin_LINE()) {
