@@ -46,6 +46,11 @@ std::string nodeText(const RecordText& text, std::uint32_t length) {
     return platform::toUtf8({reinterpret_cast<const char16_t*>(text.get()), length - 1});
 }
 
+/// A handle is an address, which another node may have taken over since.
+bool isStorage(const _MTP_COMMON_NODE& node, std::uint32_t storageID) {
+    return node.Signature == MTP_SIGNATURE_STORAGE && node.Id == storageID;
+}
+
 void logHiddenStorage(const _MTP_STORAGE_NODE& node) {
     QD_LOG(7, "%@", rule);
     QD_LOG(7, "Hidden Storage ID = 0x%08x, Signature = %d", node.header.Id, node.header.Signature);
@@ -123,7 +128,7 @@ _MTP_STORAGE_NODE* MTPServicePrivate::cachedHiddenStorage(const std::string& cac
         return table ? table->string(cacheKey) : std::nullopt;
     });
     _MTP_COMMON_NODE* cached = MtpControl::nodeFromText(handle);
-    if (cached != nullptr && _mtpControl->checkNodeExist(cached)) {
+    if (cached != nullptr && _mtpControl->checkNodeExist(cached) && isStorage(*cached, storageID)) {
         return reinterpret_cast<_MTP_STORAGE_NODE*>(cached);
     }
     _MTP_STORAGE_NODE* node = hiddenStorageInfo(storageID);

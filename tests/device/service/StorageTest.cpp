@@ -166,6 +166,13 @@ TEST_F(StorageTest, HiddenVolumes) {
     _MTP_STORAGE_NODE* again = nullptr;
     EXPECT_EQ(inside()->checkHiddenVolume("VAULT:", &again), "");
     EXPECT_EQ(again, node) << "remembered";
+    const Text folder = service->createDefaultMediaFolder("/Player/Phone/Sounds");
+    ASSERT_TRUE(folder);
+    inside()->_hiddenVolumeLists.with([&](std::optional<Dictionary>& table) {
+        table->set("VAULT_" + std::to_string(tests::Device::hiddenStorageID), *folder);
+    });
+    EXPECT_EQ(inside()->checkHiddenVolume("Vault:x", &again), "x");
+    EXPECT_EQ(again, node) << "never a node of another kind at a remembered handle";
     EXPECT_EQ(inside()->convertHiddenVolumePathToFullPath("~Vault:a:b", &again), "/Player/Vault/a:b");
     EXPECT_EQ(again, node);
     service->releaseHiddenStorage();
