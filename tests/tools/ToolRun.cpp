@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -73,6 +74,7 @@ ToolProcess::ToolProcess(const std::vector<std::string>& command, const std::vec
         _process = spawn(command, environment, actions);
         close(slaveDescriptor);
         _openStreams = 1;
+        _descriptors = {_terminal};
         _readers.emplace_back([this] { readAll(_terminal, _out); });
         return;
     }
@@ -89,6 +91,7 @@ ToolProcess::ToolProcess(const std::vector<std::string>& command, const std::vec
     close(err[1]);
     _outDescriptor = out[0];
     _openStreams = 2;
+    _descriptors = {out[0], err[0]};
     _readers.emplace_back([this, end = out[0]] { readAll(end, _out); });
     _readers.emplace_back([this, end = err[0]] { readAll(end, _err); });
 }
@@ -103,7 +106,13 @@ ToolProcess::~ToolProcess() {
 void ToolProcess::readAll(int descriptor, std::string& into) {
     std::array<char, 65536> block{};
     for (;;) {
-        const ssize_t count = read(descriptor, block.data(), block.size());
+        pollfd ready{.fd = descriptor, .events = POLLIN, .revents = 0};
+        const int came = poll(&ready, 1, 50);
+        const bool closed = _outputClosed && descriptor == _outDescriptor;
+        if (came == 0 && !closed) {
+            continue;
+        }
+        const ssize_t count = closed ? 0 : read(descriptor, block.data(), block.size());
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -111,7 +120,9 @@ void ToolProcess::readAll(int descriptor, std::string& into) {
         _changed.notify_all();
         if (count <= 0) {
             --_openStreams;
-            close(descriptor);
+            if (closed) {
+                close(descriptor);
+            }
             return;
         }
         into.append(block.data(), static_cast<std::size_t>(count));
@@ -135,10 +146,7 @@ void ToolProcess::type(const std::string& text) const {
 }
 
 void ToolProcess::closeOutput() {
-    // The reader's end becomes something that never reads; the pipe itself is gone then.
-    const int nowhere = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    dup2(nowhere, _outDescriptor);
-    close(nowhere);
+    _outputClosed = true; // the reader closes its end: nobody else may while it reads
 }
 
 ToolResult ToolProcess::wait() {
@@ -148,6 +156,11 @@ ToolResult ToolProcess::wait() {
     _process = -1;
     for (std::thread& reader : _readers) {
         reader.join();
+    }
+    for (const int descriptor : _descriptors) {
+        if (!_outputClosed || descriptor != _descriptors.front()) {
+            close(descriptor);
+        }
     }
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), _out, _err};
 }

@@ -3,6 +3,7 @@
 
 #include "tests/host/TestFolder.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -46,6 +47,8 @@ private:
     pid_t _process = -1;
     int _terminal = -1;
     int _outDescriptor = -1;
+    std::vector<int> _descriptors; ///< read by the readers, closed when those have ended
+    std::atomic<bool> _outputClosed{false};
     std::mutex _mutex;
     std::condition_variable _changed;
     std::string _out;

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <new>
 #include <thread>
 #include <tuple>
 
@@ -55,12 +57,12 @@ protected:
 TEST_F(EventTest, CallbacksWithoutAContext) {
     EXPECT_EQ(NotifyCallback(0x4002, nullptr), 0x10000002U);
     EXPECT_EQ(NotifyCallbackEx(0x4002, nullptr, nullptr, nullptr), 0x10000002U);
-    auto other = std::make_unique<MTPService>();
-    EXPECT_EQ(NotifyCallbackEx(0x4004, nullptr, nullptr, other.get()), 0U);
-    // Kept as a number: what comes late is an address that nobody may look behind.
-    const auto gone = reinterpret_cast<std::uintptr_t>(other.get());
-    other.reset();
-    EXPECT_EQ(NotifyCallbackEx(0x4004, nullptr, nullptr, reinterpret_cast<void*>(gone)), 0x10000002U);
+    // A late callback's context is an address that nobody may look behind. Here the storage outlives the service in it.
+    alignas(MTPService) std::byte place[sizeof(MTPService)];
+    auto* other = new (place) MTPService;
+    EXPECT_EQ(NotifyCallbackEx(0x4004, nullptr, nullptr, place), 0U);
+    other->~MTPService();
+    EXPECT_EQ(NotifyCallbackEx(0x4004, nullptr, nullptr, place), 0x10000002U);
     // An event without a handle changes nothing in the tree, and is none to refuse.
     for (const std::uint32_t code : {0x4002U, 0x4003U, 0x4004U, 0x4005U, 0x400BU, 0x1234U}) {
         EXPECT_EQ(service->processCallbackEvent(code, nullptr, nullptr), 0) << code;
