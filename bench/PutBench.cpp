@@ -27,6 +27,7 @@ void require(const bench::Run& run, const char* what) {
 }
 
 double plainCopies(const std::filesystem::path& source, const std::filesystem::path& work) {
+    std::filesystem::create_directories(work);
     double total = 0;
     for (const char* name : {"copy1", "copy2"}) {
         sync();
@@ -34,8 +35,6 @@ double plainCopies(const std::filesystem::path& source, const std::filesystem::p
         require(run, "cp");
         total += run.seconds;
     }
-    std::filesystem::remove_all(work / "copy1");
-    std::filesystem::remove_all(work / "copy2");
     return total;
 }
 
@@ -60,15 +59,17 @@ Result put(const std::filesystem::path& source, const std::filesystem::path& wor
     require(run, "put");
     result.ratio = run.seconds;
     result.peakKiB = run.peakKiB;
-    std::filesystem::remove_all(work / "device");
-    std::filesystem::remove_all(work / "home");
     return result;
 }
 
-Result compare(const char* title, const std::filesystem::path& source, const std::filesystem::path& work, int rounds) {
+/// What the rounds leave is deleted after the last one: file systems are slow to give new files a place that was freed
+/// just before, which would count against whoever writes next.
+Result compare(const char* title, const std::filesystem::path& source, const std::filesystem::path& folder,
+               int rounds) {
     std::vector<double> ratios;
     Result last;
     for (int round = 0; round < rounds; ++round) {
+        const std::filesystem::path work = folder / ("round" + std::to_string(round));
         const double baseline = plainCopies(source, work);
         last = put(source, work);
         std::printf("%s, round %d: plain copies %.2f s, put %.2f s, ratio %.2f, peak memory %.1f MiB\n", title,

@@ -97,7 +97,10 @@ public:
     bool removeCancelServiceId(std::uint32_t serviceID);
     /// Tells the worker to end after the job that it runs. Always true.
     bool exitServiceThread();
-    /// Whether no request is queued or running. A request counts from the moment it is queued until its job has posted
+    /// Whether no request is queued or running and the worker waits for the next one (or has ended), so that a request
+    /// made after this answered true wakes it; one made while the worker is on its way to wait may lie in the queue
+    /// until the next. An application that must be sure waits for true first, also after creating the service.
+    /// A request counts from the moment it is queued until its job has posted
     /// its last notification, without a gap in between; the transfer status of a notification is no such signal, since
     /// a failing next-to-last file reports the end of its job early. A request that was lost (the queue was busy)
     /// leaves the service idle without a notification.

@@ -303,7 +303,9 @@ private:
     std::thread _worker;
     std::atomic<std::thread::id> _workerID{};
     /// Guards nothing but the wake-ups; see mtpFileServiceQueueThread.
-    std::mutex _syncMutex;
+    mutable std::mutex _syncMutex;
+    /// The worker waits in _syncCondition (or has ended), and no wake-up is on its way. Guarded by _syncMutex.
+    bool _isWorkerWaiting = false;
     /// The service's own end, apart from the released state that applications see. Set under _syncMutex.
     std::atomic<bool> _endWorker{false};
     /// Requests in the queue: its test for emptiness takes no lock.

@@ -46,11 +46,14 @@ bool MTPServicePrivate::tryQueueLock() {
 
 void MTPServicePrivate::signalWorker() {
     const std::scoped_lock lock(_syncMutex);
+    _isWorkerWaiting = false;
     _syncCondition.notify_one();
 }
 
+// A worker that has been woken is not idle until it waits again: a wake-up in between would be lost.
 bool MTPServicePrivate::isIdle() const {
-    return _pendingCount.load() == 0;
+    const std::scoped_lock lock(_syncMutex);
+    return _isWorkerWaiting && _pendingCount.load() == 0;
 }
 
 // Worker
@@ -62,6 +65,8 @@ void MTPServicePrivate::startWorker() {
 void MTPServicePrivate::runWorker() {
     _workerID = std::this_thread::get_id();
     mtpFileServiceQueueThread();
+    const std::scoped_lock lock(_syncMutex);
+    _isWorkerWaiting = true; // for good: what comes now is refused
 }
 
 void MTPServicePrivate::mtpFileServiceQueueThread() {
@@ -94,7 +99,8 @@ void MTPServicePrivate::waitForRequest() {
     QD_LOG(6, "Try Wait");
     std::unique_lock lock(_syncMutex);
     if (!_endWorker.load()) {
-        _syncCondition.wait(lock);
+        _isWorkerWaiting = true;
+        _syncCondition.wait(lock, [this] { return !_isWorkerWaiting; });
     }
 }
 

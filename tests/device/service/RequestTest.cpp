@@ -31,6 +31,7 @@ protected:
     RequestTest() {
         service->setLocationID("C0FFEE");
         service->addDiskInformation(storage);
+        EXPECT_TRUE(tests::waitUntil([this] { return service->isIdle(); })) << "the worker waits for requests";
     }
 
     /// Keeps the worker inside the first notification of a request of its own until released.
@@ -206,7 +207,7 @@ TEST_F(RequestTest, AReleasedServiceRefuses) {
     EXPECT_EQ(statuses(3), Numbers{}) << "playing is refused in silence";
     EXPECT_EQ(service->copyContentToPlay(4, 0, 1, Dictionary{}), std::nullopt);
     EXPECT_EQ(statuses(4), (Numbers{3}));
-    EXPECT_TRUE(service->isIdle());
+    EXPECT_TRUE(tests::waitUntil([&] { return service->isIdle(); }));
 }
 
 TEST_F(RequestTest, ARequestMadeInACancelNotificationIsLostButADeletionIsNot) {
@@ -234,6 +235,21 @@ TEST_F(RequestTest, AJobThatIsNotThereLeavesTheWorkerRunning) {
     EXPECT_TRUE(recorder.waitForStatus(2, 4));
     ASSERT_TRUE(tests::waitUntil([&] { return service->isIdle(); }));
     EXPECT_EQ(numbers(recorder.results(2), "ResultStatus"), (Numbers{0x23000001}));
+}
+
+TEST_F(RequestTest, ARequestMadeWhenIdleIsNeverMissed) {
+    // Without a pause in between, so that the request meets the worker just as it goes back to waiting.
+    for (std::uint32_t round = 0; round < 2000; ++round) {
+        service->deleteContents(1, someContents, 1, 0);
+        if (round % 3 == 0) {
+            service->emptyQueue(1); // leaves a wake-up that finds nothing
+        }
+        const auto deadline = std::chrono::steady_clock::now() + tests::longTime;
+        while (!service->isIdle()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "lost in round " << round;
+            std::this_thread::yield();
+        }
+    }
 }
 
 TEST_F(RequestTest, DestroyingCancelsWhatIsQueuedOncePerRun) {
