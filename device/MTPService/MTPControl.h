@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -34,6 +35,8 @@ class MtpControl {
 public:
     using NodeID = std::optional<std::string>;
     using Text = std::optional<std::string>;
+    /// The files of a playlist in order. Null entries are passed on as they are; the library ignores them.
+    using NodeList = std::span<_MTP_FILE_NODE* const>;
 
     /// The process-wide lock around all use of the library. Taken after MTPService's own monitor, never before it.
     static platform::Monitor& classMonitor();
@@ -205,6 +208,55 @@ public:
     [[nodiscard]] std::optional<platform::Dictionary> mediaInfoContents(const _MTP_MEDIA_FILE_INFO* media,
                                                                         const Text& fileName, const Text& path,
                                                                         const NodeID& nodeID = std::nullopt) const;
+
+    // Playlists (MTPControlPlaylists.cpp). They are found by name, without regard to case and without the extension of
+    // their file, or by their node ID; currentStorage is the node of the storage that holds them. All nodes belong to
+    // the library and live until the playlist, the file or the storage list goes. What writes a playlist writes its
+    // whole list and answers true with error 0; a playlist that is not there answers false with
+    // DGSTATUS_NODE_IS_NOT_EXISTED, a missing device, storage or name with DGSTATUS_UNSUCCESSFUL, a device without
+    // playlists with DGSTATUS_NOT_SUPPORT_OP.
+    /// Names as strings; nothing when the library fails.
+    std::optional<platform::Array> enumeratorPlaylistNames(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage);
+    /// A dictionary per playlist: "PlaylistName", "NodeID", "ObjectID", "FileCount", and, when the path of the playlist
+    /// folder is given, "FilePath" (of the playlist's file).
+    std::optional<platform::Array> enumeratorPlaylistNameInfo(_MTP_DEVICE_NODE* device,
+                                                              _MTP_STORAGE_NODE* currentStorage, const Text& filePath);
+    /// The dictionary of one playlist: as above without its "FilePath", and "children": a dictionary per file in order
+    /// with "FileName", "NodeID", "ObjectID", "FileSize" (bytes), "IsReadOnly" and, when the storage's path is given,
+    /// "FilePath". Nothing when there is no such playlist.
+    std::optional<platform::Array> enumeratorPlaylistInfo(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                                          const std::string& playlistName, const Text& storagePath);
+    /// The files that the playlist refers to now, in order; those that are gone are left out.
+    std::vector<_MTP_FILE_NODE*> enumeratorFileNodeAtPlaylist(_MTP_DEVICE_NODE* device,
+                                                              _MTP_STORAGE_NODE* currentStorage,
+                                                              const std::string& playlistName);
+    _MTP_PLAYLIST_NODE* searchPlaylistName(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                           const std::string& playlistName);
+    /// Makes a playlist in the folder (or storage) `parent`. A name that is there answers
+    /// DGSTATUS_NODE_FILE_DUPNAME_EXISTED, changes nothing and hands out the playlist that has it. listNode may be
+    /// null.
+    DGSTATUS setPlayListInfo(_MTP_COMMON_NODE* parent, const std::string& listName, NodeList infoLists,
+                             _MTP_PLAYLIST_NODE** listNode);
+    bool updateMediaFileToPlaylist(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                   const std::string& playlistName, NodeList nodeLists, std::uint32_t* error);
+    /// Appends one file, found by ID or else by its device path.
+    bool updateMediaFileToPlaylist(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                   const std::string& playlistName, const NodeID& mediaFileID,
+                                   const Text& mediaFilePath, std::uint32_t* error);
+    /// The same for a playlist found by ID or else by name.
+    bool updateMediaFileToPlaylist(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                   const NodeID& playlistID, const std::string& playlistName, const NodeID& mediaFileID,
+                                   const Text& mediaFilePath, std::uint32_t* error);
+    /// Takes one file, found by ID or else by its device path, out of the playlist: its first entry. A file that is not
+    /// in the list answers DGSTATUS_NOT_MATCHED_FILENODE.
+    bool deleteMediaFileAtPlaylist(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                   const std::string& playlistName, const NodeID& mediaFileID,
+                                   const Text& mediaFilePath, std::uint32_t* error);
+    /// The same for a playlist found by ID or else by name.
+    bool deleteMediaFileAtPlaylist(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                   const NodeID& playlistID, const std::string& playlistName, const NodeID& mediaFileID,
+                                   const Text& mediaFilePath, std::uint32_t* error);
+    void releaseMTPPlaylist(_MTP_PLAYLIST_NODE* head);
 
 private:
     /// The cached folder above a path, when that node still exists.
