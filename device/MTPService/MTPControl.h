@@ -209,6 +209,45 @@ public:
                                                                         const Text& fileName, const Text& path,
                                                                         const NodeID& nodeID = std::nullopt) const;
 
+    // Contents (MTPControlContents.cpp, ContentWalk.h): arrays of dictionaries with media-information keys, in the
+    // device's order; the nodes that "NodeID" names are left fetched. Nothing when the folder is not there or the
+    // device is gone ("Device disconnected" is logged). What is entered and told is in docs/browsing.md.
+    /// The files directly in a folder, with their metadata. The folder is the node that the ID names, else the one that
+    /// the path within the storage spells exactly.
+    std::optional<platform::Array> enumeratorFiles(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                                   const Text& folderpath, const NodeID& nodeID);
+    /// The folders directly in a folder.
+    std::optional<platform::Array> enumeratorFolders(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
+                                                     const Text& folderpath, const NodeID& nodeID);
+    /// All files below the folder or storage `source` (a full device path) whose extension is listed, with their
+    /// metadata; hidden folders and those with a ".nomedia" in them are left out.
+    std::optional<platform::Array> enumeratorMediaFiles(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead,
+                                                        const Text& source,
+                                                        const std::vector<std::string>& fileExtension);
+    /// The same files; only what the listing of their folder tells of them.
+    std::optional<platform::Array> enumeratorMediaFileNames(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead,
+                                                            const Text& source,
+                                                            const std::vector<std::string>& fileExtension);
+    /// All files below `source`, wherever they lie; only what the listing tells.
+    std::optional<platform::Array> enumeratorBackupFiles(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead,
+                                                         const Text& source);
+    /// All folders and files of all listed storages; only what the listing tells.
+    std::optional<platform::Array> enumeratorAllContents(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead);
+    /// All folders and files below a folder or storage node whose path is given.
+    std::optional<platform::Array> subpathsOfDirectoryAtNode(_MTP_COMMON_NODE* node, _MTP_STORAGE_NODE* atStorage,
+                                                             const Text& path);
+    /// The files directly in a folder or storage node whose path is given; only what the listing tells.
+    std::optional<platform::Array> contentsOfFileAtNode(_MTP_COMMON_NODE* node, const Text& path);
+    /// Puts what the listing tells of a folder into `contents` ("FileName", "NodeID"); false for null.
+    bool makeFolderNode(const _MTP_FOLDER_NODE* folder, platform::Dictionary& contents) const;
+    /// The full device path of a file whose path within its storage is given.
+    Text makeMediaFilePath(_MTP_DEVICE_NODE* device, const _MTP_STORAGE_NODE* storageNode, const Text& mediaFilePath);
+    /// The node of the file or folder that a full path, or a path within a storage, spells component by component, for
+    /// those who must not take a namesake for it (the other walks are more forgiving); a path without folders means the
+    /// storage. Nothing when there is none.
+    NodeID exactNode(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& path);
+    NodeID exactNodeInStorage(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage, const Text& path);
+
     // Playlists (MTPControlPlaylists.cpp). They are found by name, without regard to case and without the extension of
     // their file, or by their node ID; currentStorage is the node of the storage that holds them. All nodes belong to
     // the library and live until the playlist, the file or the storage list goes. What writes a playlist writes its

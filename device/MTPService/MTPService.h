@@ -5,10 +5,12 @@
 #include "platform/Export.h"
 #include "platform/Value.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 class MTPServicePrivate;
 class QDMtpDeviceNotifier;
@@ -148,6 +150,60 @@ public:
     /// returnNode. The first three arguments are not used.
     bool isExistContentFromMac(std::uint32_t serviceID, std::uint32_t diskIndex, std::uint32_t mediaType,
                                const platform::Dictionary& fileInformation, Text* returnNode);
+    // The operations on files and folders below run at once on the calling thread and wait for a transfer under way to
+    // end. They take device paths, also of hidden volumes ("NAME:path within it", "~" in front allowed), and keep the
+    // nodes that they meet in the index of known objects. A file information dictionary has "FilePath" and, where it
+    // differs from that path's last component, "FileName". `error` (may be null) takes the library's status, 0x10000002
+    // for invalid arguments. Progress is told when callback object (callbackObject()) and context (a shared
+    // QDMtpDeviceNotifier) are both given.
+    using FileInformation = std::optional<platform::Dictionary>;
+    using Bytes = std::optional<std::vector<std::byte>>;
+    /// Copies the device file "FilePath" to a local path, whose folders are made. A local file that is in its place is
+    /// replaced when isOverWrite says so, else it is left alone and the status is 0x10000005. Disk index and media type
+    /// are not used.
+    bool readFileFromDevice(const FileInformation& fileInformation, const Text& destinationPath,
+                            std::uint32_t diskIndex, std::uint32_t mediaType, bool isOverWrite,
+                            const platform::Value& callbackObject, const platform::Value& context,
+                            std::uint32_t* error);
+    /// Copies the local file "FilePath" into the folder of a device path, under its local name; what the path names is
+    /// deleted before when isOverWrite says so. Disk index and media type are not used.
+    bool writeFileToDevice(const FileInformation& fileInformation, const Text& destinationPath, std::uint32_t diskIndex,
+                           std::uint32_t mediaType, bool isOverWrite, const platform::Value& callbackObject,
+                           const platform::Value& context, std::uint32_t* error);
+    /// Copies the local file "FilePath" into the default folder of a media type, or a folder of this name in it. When
+    /// the file in its place cannot be deleted it answers true all the same: the status tells.
+    bool syncWriteFileToDevice(const FileInformation& fileInformation, const Text& subFolderName,
+                               std::uint32_t diskIndex, std::uint32_t mediaType, bool isOverWrite,
+                               const platform::Value& callbackObject, const platform::Value& context,
+                               std::uint32_t* error);
+    /// Deletes a file, or a folder with all that is in it.
+    bool deletefileAtDevice(const Text& path, std::uint32_t* error);
+    /// Makes a folder and all that is missing above it.
+    bool createFolder(const Text& folderPath);
+    /// isDirectory may be null. Hidden volumes are not looked into.
+    bool fileExistsAtPath(const Text& path, bool* isDirectory);
+    /// A device file's bytes, through a local copy in the temporary folder; nothing on failure.
+    Bytes readFileData(const Text& path);
+    /// Writes a device file with these bytes, in place of the one that is there.
+    bool writeFileData(const Text& path, const Bytes& data);
+    /// Bytes; 0 when unknown.
+    std::uint64_t fileSizeAtDevice(const Text& path);
+    /// The files, or the folders, directly in a device folder: dictionaries with media-information keys
+    /// (docs/browsing.md) but no "NodeID". Nothing when the folder is not there.
+    std::optional<platform::Array> fileLists(const Text& path);
+    std::optional<platform::Array> folderLists(const Text& path);
+    /// Every file of a storage ("FilePath", "NodeID", …). The first argument is not used.
+    std::optional<platform::Array> subpathsAtDisk(const Text& unused, std::uint32_t diskIndex);
+    /// Copies device files ("FilePath", "NodeID": the entries of subpathsAtDisk) below a local folder, in the place
+    /// that they have on the internal storage. Stops at the first that fails; one whose path would lead out of the
+    /// folder is left out. True when all are copied.
+    bool fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder);
+    /// Copies local files ("FilePath") back to their place on the internal storage ("subFilePath"), in place of what is
+    /// there. Stops at the first that fails.
+    bool fileRestore(const std::optional<platform::Array>& files);
+    /// Queues the renaming of a device file or folder. Posts no notification unless it is refused; newName is a name,
+    /// not a path.
+    bool renameContent(std::uint32_t serviceID, const Text& path, const Text& newName);
     [[nodiscard]] std::string convertAvailableFileName(const std::string& name) const;
     [[nodiscard]] std::string convertAvailableString(const std::string& path) const;
     [[nodiscard]] std::uint64_t getLocalFileSize(const Text& path) const;

@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -60,6 +61,8 @@ public:
     [[nodiscard]] Text locationID() const;
     [[nodiscard]] Text modelName() const;
     [[nodiscard]] std::uint8_t getReleaseState() const;
+    /// Whether the service is released or its public object is gone: nothing new may be done on its behalf.
+    [[nodiscard]] bool isEnding() const;
     bool refreshDeviceList();
     void releaseDeviceHeadNode();
     [[nodiscard]] bool deviceNodeHeadExist();
@@ -121,6 +124,26 @@ public:
 
     // Jobs: each takes one request and answers whether it succeeded.
     bool doCopyMediaContentsToDevice(const _serviceinfo& request);
+    bool doCopyMediaContentsFromDevice(const _serviceinfo& request);
+    bool doCopyMediaFileFromDevice(const _serviceinfo& request);
+    bool doDeleteMediaContents(const _serviceinfo& request);
+    bool doCopyMediaContentsDeviceToDevice(const _serviceinfo& request);
+    bool doSyncMediaContentsToDevice(const _serviceinfo& request);
+
+    using Notifier = std::shared_ptr<QDMtpDeviceNotifier>;
+    /// The context that DeviceProgressCallbackEx takes for a transfer of this service's.
+    platform::Dictionary callbackContext(const Notifier& notifier);
+    /// Receives one device file, found by fileNode or else by its path, under the library's monitor; makes the local
+    /// folder where it is missing. `context` counts the progress. `error` (may be null) takes the library's status.
+    bool copyFileFromDevice(const Text& sourcePath, const Text& destPath, const Text& fileNode, const Notifier& context,
+                            std::uint32_t* error);
+    /// Sends one local file into the default folder `path` of the storage with disk index `index`, or of the next
+    /// storage that has room; a file of that name there is replaced. `mediaData` describes the file to the library.
+    /// The context's file path, storage index and transfer result tell where it went and what became of it.
+    bool syncFile(const std::string& file, const std::string& path, std::uint32_t index, std::uint32_t mediaType,
+                  const platform::Dictionary& mediaData, const Notifier& context, Text* retFileNode);
+    /// Bytes that the device files take together: the entries' "FileSize", or what the device says.
+    std::uint64_t mtpTotalMediaFileSize(const std::optional<platform::Array>& contents);
 
     // Progress (MTPServiceProgress.cpp)
     bool transferProgressInfoEx(const std::shared_ptr<QDMtpDeviceNotifier>& notifier, std::uint64_t maxTransferSize,
@@ -213,9 +236,40 @@ public:
     /// The node handle that the content index holds for a device path.
     [[nodiscard]] Text indexedNode(const std::string& devicePath) const;
     void indexNode(const std::string& devicePath, const std::string& nodeID);
+    void unindexNode(const std::string& devicePath);
     /// Adds a file that was sent to a playlist of the device.
     bool sendMediaFileToPlaylist(const std::string& playlistName, const Text& nodeID, const std::string& filePath,
                                  std::uint32_t* error);
+
+    // File service (MTPServiceFileTransfer.cpp, MTPServiceFileData.cpp, MTPServiceFolders.cpp, MTPServiceBackup.cpp)
+    using FileInformation = std::optional<platform::Dictionary>;
+    using Bytes = std::optional<std::vector<std::byte>>;
+    bool readFileFromDevice(const FileInformation& fileInformation, const Text& destinationPath, bool isOverWrite,
+                            const platform::Value& callbackObject, const platform::Value& context,
+                            std::uint32_t* error);
+    bool writeFileToDevice(const FileInformation& fileInformation, const Text& destinationPath, bool isOverWrite,
+                           const platform::Value& callbackObject, const platform::Value& context, std::uint32_t* error);
+    bool syncWriteFileToDevice(const FileInformation& fileInformation, const Text& subFolderName,
+                               std::uint32_t diskIndex, std::uint32_t mediaType, bool isOverWrite,
+                               const platform::Value& callbackObject, const platform::Value& context,
+                               std::uint32_t* error);
+    bool deletefileAtDevice(const Text& path, std::uint32_t* error);
+    bool createFolder(const Text& folderPath);
+    bool fileExistsAtPath(const Text& path, bool* isDirectory);
+    Bytes readFileData(const Text& path);
+    bool writeFileData(const Text& path, const Bytes& data);
+    std::uint64_t fileSizeAtDevice(const Text& path);
+    std::optional<platform::Array> fileLists(const Text& path);
+    std::optional<platform::Array> folderLists(const Text& path);
+    std::optional<platform::Array> subpathsAtDisk(std::uint32_t diskIndex);
+    bool fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder);
+    bool fileRestore(const std::optional<platform::Array>& files);
+    bool renameContent(std::uint32_t serviceID, const Text& path, const Text& newName);
+    /// Deletes what a device path spells, found by its indexed node or else exactly by the path: no namesake of it.
+    /// Under the library's monitor.
+    bool deleteAtDevice(const std::string& path, std::uint32_t* error);
+    /// The path of the last storage that is internal memory.
+    [[nodiscard]] Text internalVolumePath() const;
 
     // Instance variables. The node pointers are guarded by MtpControl's monitor.
     Guarded<std::weak_ptr<VXDeviceConfirmDelegate>> _confirmDelegate;
@@ -277,6 +331,15 @@ private:
     /// The storage ID of a hidden volume's name; 0 (logged) when there is none.
     [[nodiscard]] std::uint32_t hiddenStorageID(const std::string& name) const;
     _MTP_STORAGE_NODE* cachedHiddenStorage(const std::string& cacheKey, std::uint32_t storageID);
+
+    using Enumeration = std::optional<platform::Array> (MtpControl::*)(_MTP_DEVICE_NODE*, _MTP_STORAGE_NODE*,
+                                                                       const Text&, const MtpControl::NodeID&);
+    /// One folder's entries, with their nodes moved into the index.
+    std::optional<platform::Array> listFolder(const Text& path, Enumeration enumeration, const char* name);
+    /// The storage that a folder path leads to, and the folder's path within it (the whole path when it is a full
+    /// one); false (logged) when a hidden volume is not known.
+    bool folderToList(const std::string& path, _MTP_STORAGE_NODE** storage, std::string& folderPath);
+    void indexListed(platform::Array& entries, const std::string& folderPath);
 
     /// The default folder of a storage of another device, whose service the delegate knows.
     Text folderOnOtherDevice(const std::string& locationID, std::uint32_t mediaType, std::uint32_t storageIndex);
