@@ -53,10 +53,15 @@ bool isStorage(const _MTP_COMMON_NODE& node, std::uint32_t storageID) {
 
 void logHiddenStorage(const _MTP_STORAGE_NODE& node) {
     QD_LOG(7, "%@", rule);
-    QD_LOG(7, "Hidden Storage ID = 0x%08x, Signature = %d", node.header.Id, node.header.Signature);
-    QD_LOG(7, "Label = %@, Description = %@", nodeText(node.Label, node.LabelLength),
-           nodeText(node.Description, node.DescriptionLength));
-    QD_LOG(7, "MaxCapacity = %u, UsedSize = %u", node.MaxCapacity, node.UsedSize);
+    QD_LOG(7, "MTP Hidden Storage Node Information : (%p)      ", static_cast<const void*>(&node));
+    QD_LOG(7, "        -> ID                               = %d", node.header.Id);
+    QD_LOG(7, "        -> Signature                        = %d", node.header.Signature);
+    QD_LOG(7, "        -> Label                            = %S", nodeText(node.Label, node.LabelLength));
+    QD_LOG(7, "        -> Label Length                     = %d", node.LabelLength);
+    QD_LOG(7, "        -> Description                      = %S", nodeText(node.Description, node.DescriptionLength));
+    QD_LOG(7, "        -> Description Length               = %d", node.DescriptionLength);
+    QD_LOG(7, "        -> MaxCapacity                      = %ld", node.MaxCapacity);
+    QD_LOG(7, "        -> UsedSize                         = %ld", node.UsedSize);
     QD_LOG(7, "%@", rule);
 }
 
