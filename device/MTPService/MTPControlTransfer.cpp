@@ -138,6 +138,13 @@ bool sendFile(MtpControl& control, const FileSend& how, _MTP_DEVICE_NODE* device
     return result.report(status, file);
 }
 
+/// Whether the library still holds the node. A caller without the monitor may hear of a deletion only now, so the
+/// record is read after its handle was looked up and inside the monitor.
+bool isLive(const _MTP_COMMON_NODE* node) {
+    const platform::Synchronized library(MtpControl::classMonitor());
+    return mtpNodeFromHandle(mtpNodeHandle(node)) == node && libIsExist(node, node->Signature) != 0;
+}
+
 /// Receives the node, which is asked for even when the library says that it is gone: its answer is the error then.
 bool receiveFile(MtpControl& control, const FileReceive& how, _MTP_COMMON_NODE* node, const std::string& source,
                  const std::string& destination, Progress progress, std::uint32_t* error) {
@@ -153,7 +160,7 @@ bool receiveFile(MtpControl& control, const FileReceive& how, _MTP_COMMON_NODE* 
         return false;
     }
     QD_LOG(7, how.started, source, destination);
-    if (libIsExist(node, node->Signature) == 0) {
+    if (!isLive(node)) {
         QD_LOG(6, "File node is not exist. node = (%p)", node);
     }
     const DGSTATUS status = how.call(reinterpret_cast<_MTP_FILE_NODE*>(node), path->data(), path->unitsWithTerminator(),
@@ -173,8 +180,13 @@ bool receiveByPath(MtpControl& control, const FileReceive& how, _MTP_DEVICE_NODE
         setError(error, invalidReceiveInput);
         return false;
     }
-    mtpcontrol::StorageHead head(control, storageHead);
-    _MTP_COMMON_NODE* node = mtpcontrol::fileNode(control, device, head.address(), fileNode, source);
+    _MTP_COMMON_NODE* node = nullptr;
+    {
+        // One section also for the caller that receives without the monitor: the walk goes through the library's lists.
+        const platform::Synchronized library(MtpControl::classMonitor());
+        mtpcontrol::StorageHead head(control, storageHead);
+        node = mtpcontrol::fileNode(control, device, head.address(), fileNode, source);
+    }
     return receiveFile(control, how, node, *source, *destination, progress, error);
 }
 

@@ -42,6 +42,10 @@ std::uint8_t MTPServicePrivate::getReleaseState() const {
     return _releaseState.load(std::memory_order_relaxed);
 }
 
+bool MTPServicePrivate::isEnding() const {
+    return getReleaseState() == 1 || _endWorker.load();
+}
+
 bool MTPServicePrivate::refreshDeviceList() {
     const MethodTrace trace(6);
     if (_deviceHeadNode.load() == nullptr) {

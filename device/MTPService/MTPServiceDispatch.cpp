@@ -54,9 +54,18 @@ bool MTPServicePrivate::runJob(const _serviceinfo& request, const char* name) {
     switch (request.serviceCommand) {
     case FS_COMMAND_MTP_RENAME_FILE:
         return renameFile(request);
+    case FS_COMMAND_MTP_PLAY_FILE:
+        return doCopyMediaFileFromDevice(request);
     case FS_COMMAND_QD_COPY_TO_DEVICE_CONTENTS:
         if (request.mediaType != MediaTypePodcast) {
             return doCopyMediaContentsToDevice(request);
+        }
+        break;
+    case FS_COMMAND_QD_COPY_TO_MAC_CONTENTS:
+        return doCopyMediaContentsFromDevice(request);
+    case FS_COMMAND_QD_DELETE_CONTENTS:
+        if (request.mediaType != MediaTypePodcast) {
+            return doDeleteMediaContents(request);
         }
         break;
     default:

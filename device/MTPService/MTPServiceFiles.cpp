@@ -76,6 +76,15 @@ void MTPServicePrivate::indexNode(const std::string& devicePath, const std::stri
     });
 }
 
+void MTPServicePrivate::unindexNode(const std::string& devicePath) {
+    const std::string key = platform::upperCased(devicePath);
+    _mediaContentInfoLists.with([&](ContentIndex& index) {
+        if (index) {
+            index->erase(key);
+        }
+    });
+}
+
 std::uint64_t MTPServicePrivate::getLocalFileSize(const Text& path) const {
     std::error_code error;
     const std::optional<std::uint64_t> size = platform::fileSize(path.value_or(""), &error);

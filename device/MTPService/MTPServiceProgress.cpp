@@ -30,6 +30,10 @@ bool MTPServicePrivate::transferProgressInfo(const std::shared_ptr<QDMtpDeviceNo
     return transferProgressInfoEx(notifier, maxTransferSize, currentTransferSize);
 }
 
+platform::Dictionary MTPServicePrivate::callbackContext(const Notifier& notifier) {
+    return {{"CallbackObject", shared_from_this()}, {"CallbackContext", notifier}};
+}
+
 void MTPServicePrivate::sendMtpTransferEvent(std::uint32_t serviceID, const Text& locationId, std::uint32_t mediaType,
                                              std::uint32_t currentTransfer, std::uint32_t maxTransfer,
                                              std::uint32_t failTransfer, const Text& fileName, const Text& deviceName,

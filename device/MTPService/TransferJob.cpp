@@ -4,22 +4,26 @@
 #include "platform/Log.h"
 
 TransferJob::TransferJob(MTPServicePrivate& service, const _serviceinfo& request, std::size_t fileCount,
-                         std::uint64_t totalBytes)
+                         std::uint64_t totalBytes, TransferJobManners manners)
     : _service(service)
     , _serviceID(request.serviceID)
-    , _notifier(std::make_shared<QDMtpDeviceNotifier>(service.locationID(), service.locationID(), request.serviceID,
-                                                      request.mediaType, service.modelName(), request.storageIndex,
-                                                      static_cast<std::uint32_t>(fileCount), totalBytes))
-    , _callbackContext{{"CallbackObject", service.shared_from_this()}, {"CallbackContext", _notifier}} {
+    , _forgetsCancellation(manners.forgetsCancellation)
+    , _notifier(std::make_shared<QDMtpDeviceNotifier>(
+          request.srcLocationID ? request.srcLocationID : service.locationID(),
+          request.destLocationID ? request.destLocationID : service.locationID(), request.serviceID, request.mediaType,
+          service.modelName(), request.storageIndex, static_cast<std::uint32_t>(fileCount), totalBytes))
+    , _callbackContext(service.callbackContext(_notifier)) {
     _notifier->setCurrentTransferStatus(TransferStatusRunning);
-    _notifier->sendInitialTransferEvent();
+    if (manners.announcesStart) {
+        _notifier->sendInitialTransferEvent();
+    }
     if (request.playlistName) {
         _notifier->setPlaylistName(request.playlistName);
     }
 }
 
 TransferJob::~TransferJob() {
-    if (_isCancelled) {
+    if (_isCancelled && _forgetsCancellation) {
         _service.removeCancelServiceId(_serviceID);
     }
 }
@@ -62,6 +66,10 @@ void TransferJob::fileSucceeded() {
 void TransferJob::fileFailed(std::uint32_t status) {
     _notifier->setTransferResult(status);
     _notifier->sendResultNotification(); // the count alone would not say which file failed, nor why
+    _notifier->incFailTransferFileCount();
+}
+
+void TransferJob::entryFailed() {
     _notifier->incFailTransferFileCount();
 }
 

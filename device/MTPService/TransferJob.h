@@ -7,20 +7,28 @@
 #include <memory>
 #include <string>
 
+/// Where a job differs from the others at its ends.
+struct TransferJobManners {
+    bool announcesStart = true;      ///< posts the initial progress notification
+    bool forgetsCancellation = true; ///< takes the service ID off the cancelled ones after it stopped because of them
+};
+
 /// What every queued job does alike: it has a notifier that announces the start, tests between files whether it must
 /// stop, hands the library a context for DeviceProgressCallbackEx, gives each file exactly one outcome, and takes its
 /// service ID off the cancelled ones at the end when it stopped because of them. Lives as long as the job runs, on the
 /// worker thread.
 class TransferJob {
 public:
-    /// Posts the initial progress notification. totalBytes over all files; 0 when bytes are not counted.
+    /// totalBytes over all files; 0 when bytes are not counted. The notifier tells of the request's source and
+    /// destination devices; those of a request that names none are the service's own.
     TransferJob(MTPServicePrivate& service, const _serviceinfo& request, std::size_t fileCount,
-                std::uint64_t totalBytes);
+                std::uint64_t totalBytes, TransferJobManners manners = {});
     ~TransferJob();
     TransferJob(const TransferJob&) = delete;
     TransferJob& operator=(const TransferJob&) = delete;
 
     [[nodiscard]] QDMtpDeviceNotifier& notifier() { return *_notifier; }
+    [[nodiscard]] const std::shared_ptr<QDMtpDeviceNotifier>& sharedNotifier() const { return _notifier; }
     /// The context for the library's progress callback; valid while the job lives.
     [[nodiscard]] void* callbackContext() { return &_callbackContext; }
 
@@ -36,6 +44,8 @@ public:
     void beginFile(const std::optional<std::string>& path);
     void fileSucceeded();
     void fileFailed(std::uint32_t status);
+    /// Counts an entry that is no file at all: there is no result to tell of it.
+    void entryFailed();
     /// This file and all that remain failed, the way a full storage ends a job.
     void remainingFilesFailed(std::uint32_t status, std::size_t count);
 
@@ -46,6 +56,7 @@ public:
 private:
     MTPServicePrivate& _service;
     std::uint32_t _serviceID;
+    bool _forgetsCancellation;
     bool _isCancelled = false;
     std::shared_ptr<QDMtpDeviceNotifier> _notifier;
     platform::Dictionary _callbackContext;
