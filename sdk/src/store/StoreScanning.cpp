@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "store/StoreImplementation.h"
 
+#include "mtp/Formats.h"
 #include "platform/Strings.h"
-#include "tree/Formats.h"
 
 #include <algorithm>
 #include <ctime>

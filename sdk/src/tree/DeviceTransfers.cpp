@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/AtomicFile.h"
 #include "tree/Device.h"
-#include "tree/Formats.h"
 #include "tree/LocalFile.h"
 #include "tree/Progress.h"
 #include "tree/SafeNames.h"

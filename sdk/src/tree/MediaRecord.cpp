@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tree/MediaRecord.h"
 
-#include "tree/Formats.h"
+#include "mtp/Formats.h"
 #include "tree/RecordTexts.h"
 
 #include <algorithm>

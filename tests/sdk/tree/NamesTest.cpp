@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tree/Formats.h"
+#include "mtp/Formats.h"
 #include "tree/SafeNames.h"
 #include "vemomtpsdk/Records.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tree/Formats.h"
+#include "mtp/Formats.h"
 
 #include "platform/Paths.h"
 #include "platform/Strings.h"
