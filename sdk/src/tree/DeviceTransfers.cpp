@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "mtp/Formats.h"
 #include "platform/AtomicFile.h"
 #include "tree/Device.h"
 #include "tree/LocalFile.h"
