@@ -88,15 +88,25 @@ VEMO_EXPORT DGSTATUS mtpGetMediaFileInfo(_MTP_FILE_NODE* file, _MTP_MEDIA_FILE_I
 VEMO_EXPORT DGSTATUS mtpSetMediaFileInfo(_MTP_FILE_NODE* file, _MTP_MEDIA_FILE_INFO* media);
 VEMO_EXPORT DGSTATUS mtpReleaseMediaFileInfo(_MTP_MEDIA_FILE_INFO** media);
 
-// Playlists: objects of their own with an ordered list of references. Null entries of a written list are ignored.
+// Playlists: objects of their own with an ordered list of references, each a file of its own ("name.pla") in a folder
+// as well. A playlist's name is its file's without the extension; mtpDeleteNode and mtpRenameNode take its node. All
+// playlists of a storage make one list, which lives like a file list; the end of it, and an empty one, is
+// DGSTATUS_NO_MORE_DATA. Lists are written whole, in order, an object named twice twice; null entries and nodes that
+// are dead by now are ignored. A device without playlists answers DGSTATUS_NOT_SUPPORT_OP.
 VEMO_EXPORT DGSTATUS mtpGetPlaylistHead(_MTP_STORAGE_NODE* storage, _MTP_PLAYLIST_NODE** head);
 VEMO_EXPORT DGSTATUS mtpGetNextPlaylistNode(_MTP_PLAYLIST_NODE* playlist, _MTP_PLAYLIST_NODE** next);
+/// The file at a place of the list (from 0 on). DGSTATUS_NO_MORE_DATA behind its end; DGSTATUS_NODE_IS_NOT_EXISTED for
+/// an object that is gone, DGSTATUS_NOT_MATCHED_FILENODE for one that is no file: the places behind go on all the same.
 VEMO_EXPORT DGSTATUS mtpGetPlaylistMediaFileInfo(_MTP_PLAYLIST_NODE* playlist, std::uint32_t index,
                                                  _MTP_FILE_NODE** file);
+/// The path of that file with its storage ("/label/folder/name"), by two calls like the device properties.
 VEMO_EXPORT DGSTATUS mtpGetPlaylistMediaFilePath(_MTP_PLAYLIST_NODE* playlist, std::uint32_t index, std::uint16_t* path,
                                                  std::uint32_t* pathBytes);
+/// nameBytes counts the terminator. A name that exists answers as with mtpCreateFolderNode and hands out the playlist
+/// that has it (null when another file or a folder has). Without its list no playlist stays behind.
 VEMO_EXPORT DGSTATUS mtpSetNewPlaylist(_MTP_COMMON_NODE* parent, const std::uint16_t* name, std::uint32_t nameBytes,
                                        _MTP_FILE_NODE** files, std::uint32_t count, _MTP_PLAYLIST_NODE** playlist);
+/// Ex and plain differ in nothing but their name.
 VEMO_EXPORT DGSTATUS mtpUpdatePlaylist(_MTP_PLAYLIST_NODE* playlist, _MTP_FILE_NODE** files, std::uint32_t count);
 VEMO_EXPORT DGSTATUS mtpUpdatePlaylistEx(_MTP_PLAYLIST_NODE* playlist, _MTP_FILE_NODE** files, std::uint32_t count);
 VEMO_EXPORT DGSTATUS mtpReleasePlaylists(_MTP_PLAYLIST_NODE* head);

@@ -122,7 +122,7 @@ DGSTATUS mtpCreateFolderNode(_MTP_COMMON_NODE* parent, const std::uint16_t* name
 
 DGSTATUS mtpDeleteNode(_MTP_COMMON_NODE* node) {
     return guarded([&]() -> DGSTATUS {
-        const DeviceCall call(node, {NodeKind::folder, NodeKind::file});
+        const DeviceCall call(node, {NodeKind::folder, NodeKind::file, NodeKind::playlist});
         return call ? call.device().deleteNode(call.node()) : call.status();
     });
 }
@@ -132,7 +132,7 @@ DGSTATUS mtpRenameNode(_MTP_COMMON_NODE* node, const std::uint16_t* name, std::u
         return DGSTATUS_INVALID_PARAMETER;
     }
     return guarded([&]() -> DGSTATUS {
-        const DeviceCall call(node, {NodeKind::folder, NodeKind::file});
+        const DeviceCall call(node, {NodeKind::folder, NodeKind::file, NodeKind::playlist});
         return call ? call.device().renameNode(call.node(), readText(name, nameBytes / sizeof(std::uint16_t)))
                     : call.status();
     });

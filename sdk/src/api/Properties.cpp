@@ -4,23 +4,9 @@
 #include "tree/RecordTexts.h"
 #include "vemomtpsdk/Functions.h"
 
-#include <cstring>
-
 using namespace mtpsdk;
 
 namespace {
-
-/// The two-call protocol: a missing or short buffer yields the size, terminator counted.
-DGSTATUS handOut(const std::u16string& text, std::uint16_t* buffer, std::uint32_t* bytes) {
-    const auto needed = static_cast<std::uint32_t>((text.size() + 1) * sizeof(char16_t));
-    const bool fits = buffer != nullptr && *bytes >= needed;
-    *bytes = needed;
-    if (!fits) {
-        return DGSTATUS_MORE_DATA;
-    }
-    std::memcpy(buffer, text.c_str(), needed);
-    return DGSTATUS_SUCCESS;
-}
 
 template <typename Read>
 DGSTATUS readProperty(_MTP_DEVICE_NODE* device, std::uint16_t* buffer, std::uint32_t* bytes, const Read& read) {

@@ -151,6 +151,19 @@ DGSTATUS Session::objectEntry(std::uint32_t handle, ObjectEntry& entry) {
     return turn.run([&] { return _implementation->objectEntry(handle, entry); });
 }
 
+DGSTATUS Session::objectsOfFormat(std::uint32_t storageId, std::uint16_t format, std::vector<std::uint32_t>& handles) {
+    const Turn turn(*_implementation);
+    return turn.run([&] {
+        constexpr std::uint32_t anyParent = 0;
+        const DGSTATUS status =
+            readHandles(_implementation->transactions,
+                        Request(OperationCode::GetObjectHandles, {storageId, format, anyParent}), handles);
+        const bool refused = status == DGSTATUS_INTERNAL_INVALIDOBJECTFORMATCODE ||
+                             (isRefusal(status) && status != DGSTATUS_INTERNAL_INVALIDDATASET);
+        return refused ? DGSTATUS_NOT_SUPPORT_OP : status;
+    });
+}
+
 DGSTATUS Session::mediaProperties(std::uint32_t handle, std::uint16_t format, MediaProperties& media) {
     const Turn turn(*_implementation);
     return turn.run([&] { return _implementation->mediaProperties(handle, format, media); });
@@ -195,7 +208,10 @@ DGSTATUS Session::renameObject(std::uint32_t handle, const std::u16string& name)
 
 DGSTATUS Session::references(std::uint32_t handle, std::vector<std::uint32_t>& handles) {
     const Turn turn(*_implementation);
-    return turn.run([&] {
+    return turn.run([&]() -> DGSTATUS {
+        if (!_implementation->can(OperationCode::GetObjectReferences)) {
+            return DGSTATUS_NOT_SUPPORT_OP;
+        }
         return readHandles(_implementation->transactions, Request(OperationCode::GetObjectReferences, {handle}),
                            handles);
     });
@@ -203,7 +219,10 @@ DGSTATUS Session::references(std::uint32_t handle, std::vector<std::uint32_t>& h
 
 DGSTATUS Session::setReferences(std::uint32_t handle, const std::vector<std::uint32_t>& handles) {
     const Turn turn(*_implementation);
-    return turn.run([&] {
+    return turn.run([&]() -> DGSTATUS {
+        if (!_implementation->can(OperationCode::SetObjectReferences)) {
+            return DGSTATUS_NOT_SUPPORT_OP;
+        }
         Reply reply;
         return _implementation->transactions.write(Request(OperationCode::SetObjectReferences, {handle}),
                                                    encode(handles), reply);

@@ -86,6 +86,10 @@ public:
     /// it, else handles and one object info each. Order is the device's.
     [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries);
     [[nodiscard]] DGSTATUS objectEntry(std::uint32_t handle, ObjectEntry& entry);
+    /// All objects of one format on a storage, however deep they lie, with one request. DGSTATUS_NOT_SUPPORT_OP when
+    /// the device cannot pick by format.
+    [[nodiscard]] DGSTATUS objectsOfFormat(std::uint32_t storageId, std::uint16_t format,
+                                           std::vector<std::uint32_t>& handles);
     [[nodiscard]] DGSTATUS mediaProperties(std::uint32_t handle, std::uint16_t format, MediaProperties& media);
     /// Writes the properties that are present and that the device allows to be set.
     [[nodiscard]] DGSTATUS setMediaProperties(std::uint32_t handle, std::uint16_t format, const MediaProperties& media);
@@ -106,6 +110,7 @@ public:
     [[nodiscard]] DGSTATUS deleteObject(std::uint32_t handle);
     [[nodiscard]] DGSTATUS renameObject(std::uint32_t handle, const std::u16string& name);
 
+    /// The list of a playlist. DGSTATUS_NOT_SUPPORT_OP from a device that keeps none.
     [[nodiscard]] DGSTATUS references(std::uint32_t handle, std::vector<std::uint32_t>& handles);
     [[nodiscard]] DGSTATUS setReferences(std::uint32_t handle, const std::vector<std::uint32_t>& handles);
 
@@ -118,5 +123,8 @@ private:
     explicit Session(std::unique_ptr<Implementation> implementation);
     std::unique_ptr<Implementation> _implementation;
 };
+
+/// Whether the line or the device failed, so that asking further or another way makes no sense.
+[[nodiscard]] bool isLineFailure(DGSTATUS status);
 
 } // namespace mtpsdk

@@ -102,7 +102,5 @@ bool takeIntoMedia(const ObjectPropElement& element, MediaProperties& media);
 [[nodiscard]] std::vector<ObjectPropElement> mediaElements(const MediaProperties& media);
 /// Whether the device answered that it does not do this, rather than that it did not work this time.
 [[nodiscard]] bool isRefusal(DGSTATUS status);
-/// Whether the line or the device failed, so that trying another way makes no sense.
-[[nodiscard]] bool isLineFailure(DGSTATUS status);
 
 } // namespace mtpsdk

@@ -8,6 +8,7 @@
 #include "tree/MediaCache.h"
 #include "tree/NodeTree.h"
 #include "tree/OwnChanges.h"
+#include "tree/PlaylistReferences.h"
 #include "vemomtpsdk/Callbacks.h"
 #include "vemomtpsdk/Devices.h"
 
@@ -19,6 +20,9 @@
 #include <vector>
 
 namespace mtpsdk {
+
+/// Whether an object of this format is a playlist.
+[[nodiscard]] bool isPlaylist(std::uint16_t format);
 
 /// One attached device behind its node: session, tree, events. Opened when first needed.
 ///
@@ -77,6 +81,10 @@ public:
     [[nodiscard]] DGSTATUS checkFree(NodeIndex parent, const std::u16string& name, NodeIndex except,
                                      NodeIndex& existing);
 
+    /// The object of a handle, whose folders need not have been listed: those above it are asked about one by one.
+    /// DGSTATUS_NODE_IS_NOT_EXISTED when it is gone or the device's word about it makes no sense. (DeviceResolving.cpp)
+    [[nodiscard]] DGSTATUS resolve(std::uint32_t handle, NodeIndex& node);
+
     // Objects (DeviceObjects.cpp)
     [[nodiscard]] DGSTATUS createFolder(NodeIndex parent, const std::u16string& name, NodeIndex& folder);
     [[nodiscard]] DGSTATUS deleteNode(NodeIndex node);
@@ -92,6 +100,21 @@ public:
                                     MtpProgressCallback callback, void* context);
     [[nodiscard]] DGSTATUS receiveFile(NodeIndex file, const std::string& path, MtpProgressCallback callback,
                                        void* context);
+
+    // Playlists (DevicePlaylists.cpp). DGSTATUS_NOT_SUPPORT_OP from a device without them. A playlist's node and the
+    // node of its file are two views of one object; deleteNode() and renameNode() take either. What is known stays true
+    // through events and our own changes; a list that is in doubt is asked for when it is needed next.
+    /// Sees to it that all playlists of the storage are in the tree, each with its number of files.
+    [[nodiscard]] DGSTATUS loadPlaylists(NodeIndex storage);
+    /// The storage's playlists die; the next listing asks the device again.
+    void forgetPlaylists(NodeIndex storage);
+    /// The file at a place of the list. DGSTATUS_NO_MORE_DATA behind its end, DGSTATUS_NODE_IS_NOT_EXISTED for an
+    /// object that is gone, DGSTATUS_NOT_MATCHED_FILENODE for one that is no file.
+    [[nodiscard]] DGSTATUS playlistFile(NodeIndex playlist, std::uint32_t index, NodeIndex& file);
+    /// Handles of objects in order. A name that is there already hands its playlist out (0 when it is another file's).
+    [[nodiscard]] DGSTATUS createPlaylist(NodeIndex parent, const std::u16string& name,
+                                          const std::vector<std::uint32_t>& objects, NodeIndex& playlist);
+    [[nodiscard]] DGSTATUS writePlaylist(NodeIndex playlist, const std::vector<std::uint32_t>& objects);
 
     // Properties (DeviceProperties.cpp). DGSTATUS_NO_FRIENDLYNAME or DGSTATUS_NO_DATA when absent.
     [[nodiscard]] DGSTATUS friendlyName(std::u16string& name);
@@ -124,6 +147,28 @@ private:
     void refresh(NodeIndex node, const ObjectEntry& entry);
     [[nodiscard]] bool isAncestor(NodeIndex candidate, NodeIndex node) const;
 
+    [[nodiscard]] DGSTATUS descend(NodeIndex above, std::vector<ObjectEntry>& way, NodeIndex& node);
+
+    [[nodiscard]] DGSTATUS mergePlaylists(NodeIndex storage, const std::vector<std::uint32_t>& handles);
+    /// The playlist node of a playlist's file, made when there is none.
+    NodeIndex playlistOf(NodeIndex file);
+    [[nodiscard]] DGSTATUS readReferences(NodeIndex playlist);
+    void takeReferences(NodeIndex playlist, std::vector<std::uint32_t> objects);
+    [[nodiscard]] bool leaveOutVanished(NodeIndex playlist, std::vector<std::uint32_t>& objects);
+    [[nodiscard]] DGSTATUS fileOf(NodeIndex playlist, NodeIndex& file);
+    [[nodiscard]] DGSTATUS deletePlaylist(NodeIndex playlist);
+    [[nodiscard]] DGSTATUS renamePlaylist(NodeIndex playlist, const std::u16string& name);
+    void dropPlaylist(NodeIndex playlist, NodeTree::Texts texts);
+    /// Of an object that is gone: it is no playlist any more, and no list names it.
+    void dropObject(std::uint32_t handle, NodeTree::Texts texts);
+    /// The same before a folder or file goes for good, with all that a folder holds.
+    void leaveLists(NodeIndex node, NodeTree::Texts texts);
+    /// Of an object that came: a playlist that was not known makes the storage's list incomplete.
+    void noticePlaylist(NodeIndex storage, const ObjectEntry& entry);
+    /// After a file's name changed: a playlist's name follows.
+    void renamedFile(NodeIndex file);
+    void nameAfter(NodeIndex playlist, const std::u16string& fileName);
+
     [[nodiscard]] DGSTATUS takeIn(const NewObject& object, ObjectEntry& sent, const MediaProperties& media,
                                   NodeIndex parent, NodeIndex& file);
 
@@ -146,6 +191,8 @@ private:
     unsigned _storageReferences = 0;
     MediaCache _media;
     OwnChanges _ownChanges;
+    PlaylistReferences _references;
+    NodeIndex _resolvedIn = 0; ///< where the object that was resolved last lies
     std::optional<std::u16string> _friendlyName;
 
     EventCallbacks _callbacks;

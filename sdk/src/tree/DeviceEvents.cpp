@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tree/Device.h"
+#include "tree/SafeNames.h"
 
 namespace mtpsdk {
 
@@ -44,6 +45,7 @@ bool Device::prepare(PendingEvent& pending, _MTP_COMMON_NODE*& target) {
         return true;
     case EventCode::ObjectInfoChanged:
     case EventCode::ObjectPropChanged:
+    case EventCode::ObjectReferencesChanged:
         target = _tree.record<_MTP_COMMON_NODE>(_tree.object(subject));
         return true;
     default:
@@ -100,6 +102,9 @@ void Device::apply(PendingEvent& pending) {
     case EventCode::ObjectPropChanged:
         applyChanged(subject);
         break;
+    case EventCode::ObjectReferencesChanged:
+        _references.erase(subject);
+        break;
     case EventCode::StoreRemoved:
         if (const NodeIndex storage = _tree.storage(subject)) {
             _tree.remove(storage, NodeTree::Texts::kept);
@@ -137,6 +142,7 @@ void Device::applyAdded(PendingEvent& pending) {
     const bool inRoot = pending.entry.parent == 0 || pending.entry.parent == rootParent;
     pending.parent = inRoot ? _tree.storage(pending.entry.storageId) : _tree.object(pending.entry.parent);
     if (pending.parent == 0 || _tree.at(pending.parent).kind == NodeKind::file) {
+        noticePlaylist(_tree.storage(pending.entry.storageId), pending.entry);
         pending.parent = 0; // below a folder that was never listed: there is nothing to keep true
         return;
     }
@@ -147,8 +153,10 @@ void Device::applyAdded(PendingEvent& pending) {
 }
 
 void Device::applyRemoved(PendingEvent& pending) {
-    const NodeIndex node = _tree.object(pending.event.parameters[0]);
+    const std::uint32_t handle = pending.event.parameters[0];
+    const NodeIndex node = _tree.object(handle);
     if (node == 0) {
+        dropObject(handle, NodeTree::Texts::kept);
         return;
     }
     pending.parent = _tree.at(node).parent;
@@ -157,15 +165,23 @@ void Device::applyRemoved(PendingEvent& pending) {
         countUsed(_tree.storageOf(node), -static_cast<std::int64_t>(size));
     }
     _media.erase(_tree.at(node).handle);
+    leaveLists(node, NodeTree::Texts::kept);
     _tree.remove(node, NodeTree::Texts::kept);
 }
 
 void Device::applyChanged(std::uint32_t handle) {
     _media.erase(handle);
+    _references.erase(handle);
     const NodeIndex node = _tree.object(handle);
+    const NodeIndex playlist = _tree.playlist(handle);
     ObjectEntry entry;
-    if (node != 0 && session().objectEntry(handle, entry) == DGSTATUS_SUCCESS) {
+    if ((node == 0 && playlist == 0) || session().objectEntry(handle, entry) != DGSTATUS_SUCCESS) {
+        return;
+    }
+    if (node != 0) {
         refresh(node, entry);
+    } else {
+        nameAfter(playlist, safeName(entry.name)); // its file's list was given back
     }
 }
 
@@ -173,9 +189,11 @@ void Device::applyChanged(std::uint32_t handle) {
 void Device::dropTree() {
     _media.clear();
     _friendlyName.reset();
+    _references.clear();
     for (const NodeIndex storage : _tree.storages()) {
         _tree.forget(storage, NodeKind::folder, NodeTree::Texts::kept);
         _tree.forget(storage, NodeKind::file, NodeTree::Texts::kept);
+        _tree.forget(storage, NodeKind::playlist, NodeTree::Texts::kept);
     }
 }
 

@@ -76,9 +76,11 @@ void Device::merge(NodeIndex parent, std::vector<ObjectEntry>& entries) {
     for (const ObjectEntry& entry : entries) {
         const NodeIndex known = _tree.object(entry.handle);
         if (known == 0) {
+            noticePlaylist(_tree.storageOf(parent), entry);
             _tree.add(parent, entry, namer.nameFor(entry, 0));
         } else if (_tree.at(known).parent == parent) {
             _tree.update(known, entry, namer.nameFor(entry, known));
+            renamedFile(known);
         }
         // An object that lies elsewhere already stays there: a device must not be able to make a folder its own child.
     }
@@ -100,6 +102,7 @@ void Device::dropMissing(NodeIndex parent, const std::vector<ObjectEntry>& entri
         for (NodeIndex node = _tree.first(parent, kind); node != 0;) {
             const NodeIndex next = _tree.next(node);
             if (!present.contains(_tree.at(node).handle)) {
+                leaveLists(node, NodeTree::Texts::kept);
                 _tree.remove(node, NodeTree::Texts::kept);
             }
             node = next;
@@ -121,8 +124,10 @@ NodeIndex Device::insert(NodeIndex parent, const ObjectEntry& entry) {
             return 0;
         }
         _media.erase(entry.handle);
+        leaveLists(former, NodeTree::Texts::kept);
         _tree.remove(former, NodeTree::Texts::kept);
     }
+    noticePlaylist(_tree.storageOf(parent), entry);
     return _tree.add(parent, entry, Namer(_tree, parent, {entry}).nameFor(entry, 0));
 }
 
@@ -131,6 +136,7 @@ void Device::refresh(NodeIndex node, const ObjectEntry& entry) {
     const NodeIndex parent = _tree.at(node).parent;
     if (isFolder(entry) == (_tree.at(node).kind == NodeKind::folder)) {
         _tree.update(node, entry, Namer(_tree, parent, {entry}).nameFor(entry, node));
+        renamedFile(node);
     }
 }
 

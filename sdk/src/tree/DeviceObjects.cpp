@@ -33,12 +33,16 @@ DGSTATUS Device::createFolder(NodeIndex parent, const std::u16string& name, Node
 }
 
 DGSTATUS Device::deleteNode(NodeIndex node) {
+    if (_tree.at(node).kind == NodeKind::playlist) {
+        return deletePlaylist(node);
+    }
     const std::uint32_t handle = _tree.at(node).handle;
     const DGSTATUS status = session().deleteObject(handle);
     const bool isFolder = _tree.at(node).kind == NodeKind::folder;
     const NodeIndex storage = _tree.storageOf(node);
     if (status == DGSTATUS_INTERNAL_PARTIALDELETION && isFolder) {
         // Only the device knows what is left.
+        leaveLists(node, NodeTree::Texts::freed);
         _tree.forget(node, NodeKind::folder, NodeTree::Texts::freed);
         _tree.forget(node, NodeKind::file, NodeTree::Texts::freed);
         refreshCapacity(storage);
@@ -51,6 +55,7 @@ DGSTATUS Device::deleteNode(NodeIndex node) {
     }
     const std::uint64_t size = isFolder ? 0 : _tree.record<_MTP_FILE_NODE>(node)->size;
     _media.erase(handle);
+    leaveLists(node, NodeTree::Texts::freed);
     _tree.remove(node, NodeTree::Texts::freed);
     if (isFolder) {
         refreshCapacity(storage);
@@ -61,6 +66,9 @@ DGSTATUS Device::deleteNode(NodeIndex node) {
 }
 
 DGSTATUS Device::renameNode(NodeIndex node, const std::u16string& name) {
+    if (_tree.at(node).kind == NodeKind::playlist) {
+        return renamePlaylist(node, name);
+    }
     if (!isAcceptableName(name)) {
         return DGSTATUS_FILE_INVALID_CHAR;
     }
@@ -75,6 +83,7 @@ DGSTATUS Device::renameNode(NodeIndex node, const std::u16string& name) {
     status = session().renameObject(_tree.at(node).handle, name);
     if (status == DGSTATUS_SUCCESS) {
         _tree.rename(node, name);
+        renamedFile(node);
     }
     return status;
 }

@@ -65,7 +65,15 @@ NodeIndex NodeTree::nodeOf(const void* record) const {
 }
 
 NodeIndex NodeTree::object(std::uint32_t handle) const {
-    return _objects.find(handle, [&](NodeIndex node) { return _nodes[node].handle == handle; });
+    return _objects.find(handle, [&](NodeIndex node) {
+        return _nodes[node].handle == handle && _nodes[node].kind != NodeKind::playlist;
+    });
+}
+
+NodeIndex NodeTree::playlist(std::uint32_t handle) const {
+    return _objects.find(handle, [&](NodeIndex node) {
+        return _nodes[node].handle == handle && _nodes[node].kind == NodeKind::playlist;
+    });
 }
 
 std::u16string NodeTree::name(NodeIndex node) const {
@@ -76,6 +84,8 @@ std::u16string NodeTree::name(NodeIndex node) const {
         return readRecordText(record<_MTP_FOLDER_NODE>(node)->name);
     case NodeKind::file:
         return readRecordText(record<_MTP_FILE_NODE>(node)->name);
+    case NodeKind::playlist:
+        return readRecordText(record<_MTP_PLAYLIST_NODE>(node)->name);
     case NodeKind::none:
         break;
     }
@@ -108,7 +118,8 @@ NodeIndex NodeTree::newNode(NodeKind kind, std::uint32_t handle, std::size_t rec
     if (header == nullptr) {
         return 0;
     }
-    constexpr std::int32_t signatures[] = {0, MTP_SIGNATURE_STORAGE, MTP_SIGNATURE_FOLDER, MTP_SIGNATURE_FILE};
+    constexpr std::int32_t signatures[] = {0, MTP_SIGNATURE_STORAGE, MTP_SIGNATURE_FOLDER, MTP_SIGNATURE_FILE,
+                                           MTP_SIGNATURE_PLAYLIST};
     *header = {handle, signatures[static_cast<std::size_t>(kind)], _locationId};
     NodeIndex node = _freeNodes;
     if (node != 0) {
@@ -136,24 +147,46 @@ NodeIndex NodeTree::addStorage(std::uint32_t storageId, bool hidden) {
 
 void NodeTree::setStorageTexts(NodeIndex storage, const std::u16string& label, const std::u16string& description) {
     auto* record = this->record<_MTP_STORAGE_NODE>(storage);
-    const auto replace = [this](RecordText& field, std::uint32_t& size, const std::u16string& text) {
-        if (field.get() != nullptr && readRecordText(field) == text) {
-            return;
-        }
-        if (std::uint16_t* copy = newRecordText(text)) {
-            if (field.get() != nullptr) {
-                _retired.push_back(field.value());
-            }
-            field = copy;
-            size = textSize(text);
-        }
-    };
     std::uint32_t size = record->LabelLength;
-    replace(record->Label, size, label);
+    replaceText(record->Label, size, label);
     record->LabelLength = size;
     size = record->DescriptionLength;
-    replace(record->Description, size, description);
+    replaceText(record->Description, size, description);
     record->DescriptionLength = size;
+}
+
+void NodeTree::replaceText(RecordText& field, std::uint32_t& size, const std::u16string& text) {
+    if (field.get() != nullptr && readRecordText(field) == text) {
+        return;
+    }
+    if (std::uint16_t* copy = newRecordText(text)) {
+        if (field.get() != nullptr) {
+            _retired.push_back(field.value());
+        }
+        field = copy;
+        size = textSize(text);
+    }
+}
+
+NodeIndex NodeTree::addPlaylist(NodeIndex storage, std::uint32_t handle, const std::u16string& name) {
+    if (playlist(handle) != 0) {
+        return 0;
+    }
+    const std::lock_guard lock(_mutex);
+    const NodeIndex node = newNode(NodeKind::playlist, handle, sizeof(_MTP_PLAYLIST_NODE));
+    if (node != 0) {
+        _nodes[node].parent = storage;
+        setPlaylistName(node, name);
+        link(node);
+    }
+    return node;
+}
+
+void NodeTree::setPlaylistName(NodeIndex playlist, const std::u16string& name) {
+    auto* record = this->record<_MTP_PLAYLIST_NODE>(playlist);
+    std::uint32_t size = record->nameSize;
+    replaceText(record->name, size, name);
+    record->nameSize = size;
 }
 
 const NodeTree::Contents* NodeTree::contents(NodeIndex parent) const {
@@ -175,10 +208,7 @@ NodeTree::Contents& NodeTree::contentsForChange(NodeIndex parent) {
 
 NodeIndex NodeTree::first(NodeIndex parent, NodeKind kind) const {
     const Contents* children = contents(parent);
-    if (children == nullptr) {
-        return 0;
-    }
-    return kind == NodeKind::folder ? children->folders.first : children->files.first;
+    return children == nullptr ? 0 : chain(*children, kind).first;
 }
 
 NodeIndex NodeTree::child(NodeIndex parent, const std::u16string& name, Match match, NodeIndex except) const {
@@ -199,7 +229,7 @@ NodeIndex NodeTree::child(NodeIndex parent, const std::u16string& name, Match ma
 
 bool NodeTree::loaded(NodeIndex parent, NodeKind kind) const {
     const Contents* children = contents(parent);
-    return children != nullptr && (kind == NodeKind::folder ? children->folders : children->files).loaded;
+    return children != nullptr && chain(*children, kind).loaded;
 }
 
 void NodeTree::setLoaded(NodeIndex parent, NodeKind kind, bool loaded) {
@@ -213,7 +243,9 @@ void NodeTree::link(NodeIndex node) {
     _nodes[node].previous = among.last;
     (among.last == 0 ? among.first : _nodes[among.last].next) = node;
     among.last = node;
-    siblings.names.insert(node, hashedBy(_nodes, &Node::nameHash));
+    if (_nodes[node].kind != NodeKind::playlist) {
+        siblings.names.insert(node, hashedBy(_nodes, &Node::nameHash));
+    }
     _objects.insert(node, hashedBy(_nodes, &Node::handle));
 }
 
@@ -223,7 +255,9 @@ void NodeTree::unlink(NodeIndex node) {
     const auto [previous, next] = std::pair(_nodes[node].previous, _nodes[node].next);
     (previous == 0 ? among.first : _nodes[previous].next) = next;
     (next == 0 ? among.last : _nodes[next].previous) = previous;
-    siblings.names.erase(node, hashedBy(_nodes, &Node::nameHash));
+    if (_nodes[node].kind != NodeKind::playlist) {
+        siblings.names.erase(node, hashedBy(_nodes, &Node::nameHash));
+    }
     _objects.erase(node, hashedBy(_nodes, &Node::handle));
 }
 
@@ -340,6 +374,7 @@ void NodeTree::forget(NodeIndex parent, NodeKind kind, Texts texts) {
 void NodeTree::removeNode(NodeIndex node, Texts texts) {
     forgetNodes(node, NodeKind::folder, texts);
     forgetNodes(node, NodeKind::file, texts);
+    forgetNodes(node, NodeKind::playlist, texts);
     if (_nodes[node].contents != 0) {
         _freeContents.push_back(_nodes[node].contents);
     }
@@ -375,6 +410,8 @@ void NodeTree::retire(NodeIndex node, Texts texts) {
         giveUp(record<_MTP_STORAGE_NODE>(node)->Description);
     } else if (_nodes[node].kind == NodeKind::folder) {
         giveUp(record<_MTP_FOLDER_NODE>(node)->name);
+    } else if (_nodes[node].kind == NodeKind::playlist) {
+        giveUp(record<_MTP_PLAYLIST_NODE>(node)->name);
     } else { // the dates lie in the name's block
         auto* file = record<_MTP_FILE_NODE>(node);
         giveUp(file->name);

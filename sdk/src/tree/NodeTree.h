@@ -15,7 +15,7 @@ namespace mtpsdk {
 
 using NodeIndex = std::uint32_t; ///< a node's place in its tree; 0: none
 
-enum class NodeKind : std::uint8_t { none, storage, folder, file };
+enum class NodeKind : std::uint8_t { none, storage, folder, file, playlist };
 
 /// What the tree knows of a node beside its record, which any application may write to.
 struct Node {
@@ -32,8 +32,10 @@ struct Node {
 };
 static_assert(sizeof(Node) == 32);
 
-/// The storages, folders and files of one device as far as they are known, each with its record. Plain data: it asks
-/// the device nothing.
+/// The storages, folders, files and playlists of one device as far as they are known, each with its record. Plain data:
+/// it asks the device nothing.
+///
+/// A playlist hangs on its storage and shares its handle with the file node of the same object, where that is known.
 ///
 /// Names are indexed per folder without regard to case; siblings keep the order in which they came. Appending,
 /// removing and stepping on cost the same however many there are. A dead node's record is not used again while the
@@ -53,8 +55,9 @@ public:
 
     /// The live node whose record lies at this address, or 0. Any pointer may be asked about.
     [[nodiscard]] NodeIndex nodeOf(const void* record) const;
-    /// The live object of this handle, or 0.
+    /// The live folder or file of this handle, or 0; and the live playlist.
     [[nodiscard]] NodeIndex object(std::uint32_t handle) const;
+    [[nodiscard]] NodeIndex playlist(std::uint32_t handle) const;
     [[nodiscard]] const Node& at(NodeIndex node) const { return _nodes[node]; }
     template <typename Record>
     [[nodiscard]] Record* record(NodeIndex node) const {
@@ -72,6 +75,11 @@ public:
     NodeIndex addStorage(std::uint32_t storageId, bool hidden);
     void setHidden(NodeIndex storage, bool hidden) { _nodes[storage].hidden = hidden; }
     void setStorageTexts(NodeIndex storage, const std::u16string& label, const std::u16string& description);
+
+    // Playlists of a storage; they have no part in the names of the folder that their file lies in.
+    /// 0 when the handle is a playlist's already or the memory is exhausted.
+    NodeIndex addPlaylist(NodeIndex storage, std::uint32_t handle, const std::u16string& name);
+    void setPlaylistName(NodeIndex playlist, const std::u16string& name);
 
     // Children of a storage or folder.
     [[nodiscard]] NodeIndex first(NodeIndex parent, NodeKind kind) const;
@@ -104,14 +112,19 @@ private:
     struct Contents {
         Chain folders;
         Chain files;
-        HashIndex names;
+        Chain playlists;
+        HashIndex names; ///< of folders and files
     };
 
     [[nodiscard]] const Contents* contents(NodeIndex parent) const;
     Contents& contentsForChange(NodeIndex parent);
-    static Chain& chain(Contents& contents, NodeKind kind) {
-        return kind == NodeKind::folder ? contents.folders : contents.files;
+    template <typename AnyContents>
+    static auto& chain(AnyContents& contents, NodeKind kind) {
+        return kind == NodeKind::folder     ? contents.folders
+               : kind == NodeKind::playlist ? contents.playlists
+                                            : contents.files;
     }
+    void replaceText(RecordText& field, std::uint32_t& size, const std::u16string& text);
     NodeIndex newNode(NodeKind kind, std::uint32_t handle, std::size_t recordSize);
     void link(NodeIndex node);
     void unlink(NodeIndex node);

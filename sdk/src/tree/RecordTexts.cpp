@@ -41,4 +41,15 @@ std::u16string readRecordText(RecordText text) {
     return readText(start, recordBytesFrom(start) / sizeof(std::uint16_t));
 }
 
+DGSTATUS handOut(const std::u16string& text, std::uint16_t* buffer, std::uint32_t* bytes) {
+    const auto needed = static_cast<std::uint32_t>((text.size() + 1) * sizeof(char16_t));
+    const bool fits = buffer != nullptr && *bytes >= needed;
+    *bytes = needed;
+    if (!fits) {
+        return DGSTATUS_MORE_DATA;
+    }
+    std::memcpy(buffer, text.c_str(), needed);
+    return DGSTATUS_SUCCESS;
+}
+
 } // namespace mtpsdk

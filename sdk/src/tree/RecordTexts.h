@@ -2,6 +2,7 @@
 #pragma once
 
 #include "vemomtpsdk/Records.h"
+#include "vemomtpsdk/Status.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -23,5 +24,9 @@ std::uint16_t* copyText(std::u16string_view text, std::uint16_t* target);
 
 /// At most `units` code units of a caller's text, up to its terminator. Empty for null.
 [[nodiscard]] std::u16string readText(const std::uint16_t* text, std::size_t units);
+
+/// Hands a text out by the two-call protocol: a missing or short buffer answers DGSTATUS_MORE_DATA, and `bytes` becomes
+/// the size needed, terminator counted.
+[[nodiscard]] DGSTATUS handOut(const std::u16string& text, std::uint16_t* buffer, std::uint32_t* bytes);
 
 } // namespace mtpsdk

@@ -343,6 +343,42 @@ DGSTATUS mtpGetFileEx(_MTP_FILE_NODE* file, const std::uint16_t* path, std::uint
     return getFile(__func__, file, noted(path, length), callback != nullptr && context != nullptr);
 }
 
+// A device without playlists, unless another status is ordered.
+DGSTATUS mtpGetPlaylistHead(_MTP_STORAGE_NODE* storage, _MTP_PLAYLIST_NODE** head) {
+    *head = nullptr;
+    NOTE(NAME(storage))
+    return DGSTATUS_NOT_SUPPORT_OP;
+}
+DGSTATUS mtpGetNextPlaylistNode(_MTP_PLAYLIST_NODE* playlist, _MTP_PLAYLIST_NODE** next) {
+    *next = nullptr;
+    NOTE(NAME(playlist))
+    return DGSTATUS_NOT_SUPPORT_OP;
+}
+DGSTATUS mtpGetPlaylistMediaFileInfo(_MTP_PLAYLIST_NODE* playlist, std::uint32_t index, _MTP_FILE_NODE** file) {
+    *file = nullptr;
+    NOTE(NAME(playlist) + ", " + std::to_string(index))
+    return DGSTATUS_NOT_SUPPORT_OP;
+}
+DGSTATUS mtpGetPlaylistMediaFilePath(_MTP_PLAYLIST_NODE* playlist, std::uint32_t index, std::uint16_t* /*path*/,
+                                     std::uint32_t* /*pathBytes*/) {
+    NOTE(NAME(playlist) + ", " + std::to_string(index))
+    return DGSTATUS_NOT_SUPPORT_OP;
+}
+DGSTATUS mtpSetNewPlaylist(_MTP_COMMON_NODE* parent, const std::uint16_t* name, std::uint32_t nameBytes,
+                           _MTP_FILE_NODE** /*files*/, std::uint32_t count, _MTP_PLAYLIST_NODE** playlist) {
+    *playlist = nullptr;
+    NOTE(NAME(parent) + ", " + noted(name, nameBytes) + ", " + std::to_string(count))
+    return DGSTATUS_NOT_SUPPORT_OP;
+}
+DGSTATUS mtpUpdatePlaylistEx(_MTP_PLAYLIST_NODE* playlist, _MTP_FILE_NODE** /*files*/, std::uint32_t count) {
+    NOTE(NAME(playlist) + ", " + std::to_string(count))
+    return DGSTATUS_NOT_SUPPORT_OP;
+}
+DGSTATUS mtpReleasePlaylists(_MTP_PLAYLIST_NODE* head) {
+    NOTE(NAME(head))
+    return DGSTATUS_SUCCESS;
+}
+
 DGSTATUS mtpGetMediaFileInfo(_MTP_FILE_NODE* file, _MTP_MEDIA_FILE_INFO** media) {
     NOTE(NAME(file))
     *media = static_cast<_MTP_MEDIA_FILE_INFO*>(mtpRecordAllocate(sizeof(_MTP_MEDIA_FILE_INFO)));

@@ -306,10 +306,4 @@ TEST_F(TransferTest, answersNotReentrantlyFromACallback) {
     EXPECT_EQ(std::ranges::count(answers, DGSTATUS_ABNORMAL_STATUS), static_cast<std::ptrdiff_t>(answers.size()));
 }
 
-TEST_F(TransferTest, playlistsAreRefusedForNow) {
-    auto* playlist = reinterpret_cast<_MTP_PLAYLIST_NODE*>(this);
-    EXPECT_EQ(mtpGetPlaylistHead(storage(), &playlist), DGSTATUS_NOT_SUPPORT_OP);
-    EXPECT_EQ(playlist, nullptr);
-}
-
 } // namespace
