@@ -244,9 +244,11 @@ public:
     Text makeMediaFilePath(_MTP_DEVICE_NODE* device, const _MTP_STORAGE_NODE* storageNode, const Text& mediaFilePath);
     /// The node of the file or folder that a full path, or a path within a storage, spells component by component, for
     /// those who must not take a namesake for it (the other walks are more forgiving); a path without folders means the
-    /// storage. Nothing when there is none.
-    NodeID exactNode(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& path);
-    NodeID exactNodeInStorage(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage, const Text& path);
+    /// storage. A live nodeID whose node bears the path's last name is taken without a search. Nothing when there is
+    /// none.
+    NodeID exactNode(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const NodeID& nodeID, const Text& path);
+    NodeID exactNodeInStorage(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage, const NodeID& nodeID,
+                              const Text& path);
 
     // Playlists (MTPControlPlaylists.cpp). They are found by name, without regard to case and without the extension of
     // their file, or by their node ID; currentStorage is the node of the storage that holds them. All nodes belong to

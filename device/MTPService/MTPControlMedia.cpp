@@ -146,13 +146,6 @@ std::uint32_t mediaTypeOf(const _MTP_MEDIA_FILE_INFO& media) {
     }
 }
 
-void addFile(const MtpControl& control, Dictionary& info, const _MTP_FILE_NODE& file) {
-    info.set("FileSize", std::uint64_t{file.size});
-    info.set("IsReadOnly", (file.protection & 0xFFU) != 0);
-    setDate(control, info, "DateCreated", nodeText(file.creationDate, file.creationDateSize));
-    setDate(control, info, "DateModified", nodeText(file.modificationDate, file.modificationDateSize));
-}
-
 void addAudio(const MtpControl& control, Dictionary& info, const _MTP_AUDIO_TRACK& track) {
     for (const AudioText& row : audioTexts) {
         setText(info, row.key, recordText(control, track.*row.text, track.*row.size));
@@ -186,6 +179,13 @@ void addTrack(const MtpControl& control, Dictionary& info, const _MTP_MEDIA_FILE
 }
 
 } // namespace
+
+void mtpcontrol::describeFile(const MtpControl& control, const _MTP_FILE_NODE& file, Dictionary& info) {
+    info.set("FileSize", std::uint64_t{file.size});
+    info.set("IsReadOnly", (file.protection & 0xFFU) != 0);
+    setDate(control, info, "DateCreated", nodeText(file.creationDate, file.creationDateSize));
+    setDate(control, info, "DateModified", nodeText(file.modificationDate, file.modificationDateSize));
+}
 
 std::uint16_t MtpControl::setMediaFileFormat(std::uint32_t mediaType) const {
     const auto* row = std::find_if(formats.begin(), formats.end(),
@@ -264,7 +264,7 @@ std::optional<Dictionary> MtpControl::mediaInfoContents(const _MTP_MEDIA_FILE_IN
     setText(info, "NodeID", nodeID);
     setText(info, "Title", recordText(*this, media->title, media->titleSize));
     addTrack(*this, info, *media);
-    addFile(*this, info, media->file);
+    mtpcontrol::describeFile(*this, media->file, info);
     setNumber(info, "MediaType", mediaTypeOf(*media));
     setNumber(info, "DRMProperty", media->drmProperty);
     return info;

@@ -55,8 +55,16 @@ void logException(const std::exception& exception);
     return boundedUnits(text.get(), size);
 }
 [[nodiscard]] std::string textOf(std::span<const std::uint16_t> units);
+/// The name of a file or folder node.
+template <typename Node>
+[[nodiscard]] std::string nameOf(const Node& node) {
+    return textOf(nameUnits(node.name, node.nameSize));
+}
 /// As UTF-8; missing when the pointer is null or the conversion fails.
 [[nodiscard]] std::optional<std::string> nodeText(const RecordText& text, std::uint32_t size);
+
+/// Adds what a file's own record says: "FileSize", "IsReadOnly", "DateCreated", "DateModified".
+void describeFile(const MtpControl& control, const _MTP_FILE_NODE& file, platform::Dictionary& info);
 
 /// Compares record texts with one wanted name without regard to case. ASCII names, the usual ones, are compared where
 /// they lie.

@@ -257,6 +257,76 @@ bool MTPService::isExistContentFromMac(std::uint32_t /*serviceID*/, std::uint32_
     return inside()->isExistContentFromMac(fileInformation, returnNode);
 }
 
+bool MTPService::readFileFromDevice(const FileInformation& fileInformation, const Text& destinationPath,
+                                    std::uint32_t /*diskIndex*/, std::uint32_t /*mediaType*/, bool isOverWrite,
+                                    const platform::Value& callbackObject, const platform::Value& context,
+                                    std::uint32_t* error) {
+    return inside()->readFileFromDevice(fileInformation, destinationPath, isOverWrite, callbackObject, context, error);
+}
+
+bool MTPService::writeFileToDevice(const FileInformation& fileInformation, const Text& destinationPath,
+                                   std::uint32_t /*diskIndex*/, std::uint32_t /*mediaType*/, bool isOverWrite,
+                                   const platform::Value& callbackObject, const platform::Value& context,
+                                   std::uint32_t* error) {
+    return inside()->writeFileToDevice(fileInformation, destinationPath, isOverWrite, callbackObject, context, error);
+}
+
+bool MTPService::syncWriteFileToDevice(const FileInformation& fileInformation, const Text& subFolderName,
+                                       std::uint32_t diskIndex, std::uint32_t mediaType, bool isOverWrite,
+                                       const platform::Value& callbackObject, const platform::Value& context,
+                                       std::uint32_t* error) {
+    return inside()->syncWriteFileToDevice(fileInformation, subFolderName, diskIndex, mediaType, isOverWrite,
+                                           callbackObject, context, error);
+}
+
+bool MTPService::deletefileAtDevice(const Text& path, std::uint32_t* error) {
+    return inside()->deletefileAtDevice(path, error);
+}
+
+bool MTPService::createFolder(const Text& folderPath) {
+    return inside()->createFolder(folderPath);
+}
+
+bool MTPService::fileExistsAtPath(const Text& path, bool* isDirectory) {
+    return inside()->fileExistsAtPath(path, isDirectory);
+}
+
+MTPService::Bytes MTPService::readFileData(const Text& path) {
+    return inside()->readFileData(path);
+}
+
+bool MTPService::writeFileData(const Text& path, const Bytes& data) {
+    return inside()->writeFileData(path, data);
+}
+
+std::uint64_t MTPService::fileSizeAtDevice(const Text& path) {
+    return inside()->fileSizeAtDevice(path);
+}
+
+std::optional<platform::Array> MTPService::fileLists(const Text& path) {
+    return inside()->fileLists(path);
+}
+
+std::optional<platform::Array> MTPService::folderLists(const Text& path) {
+    return inside()->folderLists(path);
+}
+
+std::optional<platform::Array> MTPService::subpathsAtDisk(const Text& /*unused*/, std::uint32_t diskIndex) {
+    return inside()->subpathsAtDisk(diskIndex);
+}
+
+bool MTPService::fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder) {
+    return inside()->fileBackup(files, destinationFolder);
+}
+
+bool MTPService::fileRestore(const std::optional<platform::Array>& files) {
+    return inside()->fileRestore(files);
+}
+
+bool MTPService::renameContent(std::uint32_t serviceID, const Text& path, const Text& newName) {
+    return inside()->renameContent(serviceID, path, newName);
+}
+
 std::string MTPService::convertAvailableFileName(const std::string& name) const {
     return inside()->convertAvailableFileName(name);
 }

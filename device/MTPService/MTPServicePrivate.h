@@ -265,9 +265,13 @@ public:
     bool fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder);
     bool fileRestore(const std::optional<platform::Array>& files);
     bool renameContent(std::uint32_t serviceID, const Text& path, const Text& newName);
-    /// Deletes what a device path spells, found by its indexed node or else exactly by the path: no namesake of it.
-    /// Under the library's monitor.
+    /// The node of what a device path spells: the indexed one while it bears that name, else the one that lies just
+    /// there; never a namesake. Under the library's monitor.
+    Text exactNodeAtDevice(const std::string& path);
+    /// Deletes it; a path that spells nothing answers false with DGSTATUS_UNSUCCESSFUL.
     bool deleteAtDevice(const std::string& path, std::uint32_t* error);
+    /// The indexed node of a path, or the one in a hidden volume.
+    Text knownNode(const std::string& path);
     /// The path of the last storage that is internal memory.
     [[nodiscard]] Text internalVolumePath() const;
 
@@ -332,13 +336,21 @@ private:
     [[nodiscard]] std::uint32_t hiddenStorageID(const std::string& name) const;
     _MTP_STORAGE_NODE* cachedHiddenStorage(const std::string& cacheKey, std::uint32_t storageID);
 
+    struct SubFolder {
+        std::string name;
+        std::string nodeID;
+    };
+    /// The folder of that name inside another one, made when it is missing; under a name made fit when no folder can
+    /// have this one. Nothing, and the library's status, on failure. Under the library's monitor.
+    std::optional<SubFolder> subFolder(const Text& parentID, const std::string& name, std::uint32_t* error);
+    /// Sends a local file to a device path in place of what is there.
+    bool sendLocalCopy(const std::string& localPath, const std::string& path);
+    bool restoreFile(const platform::Dictionary& file, const std::string& path);
     using Enumeration = std::optional<platform::Array> (MtpControl::*)(_MTP_DEVICE_NODE*, _MTP_STORAGE_NODE*,
                                                                        const Text&, const MtpControl::NodeID&);
     /// One folder's entries, with their nodes moved into the index.
-    std::optional<platform::Array> listFolder(const Text& path, Enumeration enumeration, const char* name);
-    /// The storage that a folder path leads to, and the folder's path within it (the whole path when it is a full
-    /// one); false (logged) when a hidden volume is not known.
-    bool folderToList(const std::string& path, _MTP_STORAGE_NODE** storage, std::string& folderPath);
+    std::optional<platform::Array> listFolder(const Text& path, Enumeration enumeration, const char* message);
+    /// Moves the entries' nodes into the index and makes their paths those of the folder as it was named.
     void indexListed(platform::Array& entries, const std::string& folderPath);
 
     /// The default folder of a storage of another device, whose service the delegate knows.

@@ -239,6 +239,23 @@ void MTPServicePrivate::enqueuePlaylistEdit(ServiceCommand command, QueueLocking
     }
 }
 
+bool MTPServicePrivate::renameContent(std::uint32_t serviceID, const Text& path, const Text& newName) {
+    const MethodTrace trace(6);
+    const Text location = _currentLocationID.get();
+    if (!path || !newName) {
+        QD_LOG(3, "Input Parameter is invalid.");
+        refuse(serviceID, MediaTypeNone, location);
+        return true;
+    }
+    auto request = newRequest(serviceID, FS_COMMAND_MTP_RENAME_FILE, MediaTypeNone, std::nullopt, location);
+    if (request != nullptr) {
+        request->sourcePath = path;
+        request->destinationPath = newName;
+        enqueue(std::move(request), QueueLocking::tryOnce, Refusal::told, location);
+    }
+    return true;
+}
+
 MTPServicePrivate::Text MTPServicePrivate::copyContentToPlay(std::uint32_t serviceID, std::uint32_t diskIndex,
                                                              std::uint32_t mediaType,
                                                              const platform::Dictionary& fileInformation) {
