@@ -347,6 +347,37 @@ std::uint32_t MTPService::checkMediaType(const Text& name) const {
     return inside()->checkMediaType(name);
 }
 
+bool MTPService::createPlaylist(const Text& name, std::uint32_t mediaType,
+                                const std::optional<platform::Array>& contents) {
+    return inside()->createPlaylist(name, mediaType, contents);
+}
+
+bool MTPService::deletePlaylist(const Text& name, std::uint32_t mediaType) {
+    return inside()->deletePlaylist(name, mediaType);
+}
+
+bool MTPService::renamePlaylist(const Text& name, const Text& destPlaylistName, std::uint32_t mediaType) {
+    return inside()->renamePlaylist(name, destPlaylistName, mediaType);
+}
+
+std::optional<platform::Array> MTPService::playlistNameInformation(std::uint32_t /*unused*/, std::uint32_t mediaType) {
+    return inside()->playlistNameInformation(mediaType);
+}
+
+std::optional<platform::Array> MTPService::playlistInformationList(std::uint32_t /*unused*/, std::uint32_t mediaType,
+                                                                   const Text& playlistName) {
+    return inside()->playlistInformationList(mediaType, playlistName);
+}
+
+bool MTPService::readPlaylistFromDevice(const Text& name, const Text& destFolder, std::uint32_t mediaType) {
+    return inside()->readPlaylistFromDevice(name, destFolder, mediaType);
+}
+
+bool MTPService::syncPlaylistContents(const std::optional<platform::Array>& contents, std::uint32_t mediaType,
+                                      bool isDelete) {
+    return inside()->syncPlaylistContents(contents, mediaType, isDelete);
+}
+
 bool MTPService::transferProgressInfoEx(const std::shared_ptr<QDMtpDeviceNotifier>& notifier,
                                         std::uint64_t maxTransferSize, std::uint64_t currentTransferSize) {
     return inside()->transferProgressInfoEx(notifier, maxTransferSize, currentTransferSize);

@@ -211,6 +211,32 @@ public:
     /// The media type of a file by its name's extension; MediaTypeNone for an unknown one.
     [[nodiscard]] std::uint32_t checkMediaType(const Text& name) const;
 
+    // Playlists lie in the playlist folder of the internal memory that is listed first; other storages have none. Names
+    // compare without regard to case. All but createPlaylist take MediaTypePlaylist and refuse other media types. Filling
+    // and emptying are queued: addContentsToPlaylist takes contents with "FilePath" (on the device) and leaves out what
+    // the playlist has already; deleteContentsAtPlaylist takes "FileName" (the path) and "ObjectID". Each file that a
+    // request deletes after its first also drops one entry from the list's end: delete one file per request.
+    /// Makes a playlist of device files ("FilePath"), in this order; files that are not found are left out. The media
+    /// type says in whose default folder it is made.
+    bool createPlaylist(const Text& name, std::uint32_t mediaType, const std::optional<platform::Array>& contents);
+    bool deletePlaylist(const Text& name, std::uint32_t mediaType);
+    bool renamePlaylist(const Text& name, const Text& destPlaylistName, std::uint32_t mediaType);
+    /// A dictionary per playlist: "PlaylistName", "NodeID", "ObjectID", "FileCount", "FilePath". The first argument is
+    /// not used.
+    std::optional<platform::Array> playlistNameInformation(std::uint32_t unused, std::uint32_t mediaType);
+    /// The dictionary of one playlist with its files in order under "children"; nothing when there is no such playlist.
+    /// The first argument is not used.
+    std::optional<platform::Array> playlistInformationList(std::uint32_t unused, std::uint32_t mediaType,
+                                                           const Text& playlistName);
+    /// Copies the playlist's file to "name.pla" in a local folder, which is made when it is missing. A file that is
+    /// there is removed first.
+    bool readPlaylistFromDevice(const Text& name, const Text& destFolder, std::uint32_t mediaType);
+    /// Makes the device's playlists those given ("PlaylistName", "children" with "FilePath"): the children are looked
+    /// for by name in the storages' music folders. Playlists that are there get the new list, others stay. The answer
+    /// tells of the last playlist that was there or failed; it stays false when all were new. With isDelete the
+    /// playlists of those names are deleted instead, and the answer is true.
+    bool syncPlaylistContents(const std::optional<platform::Array>& contents, std::uint32_t mediaType, bool isDelete);
+
     // Progress (called by the library's callback and by jobs)
     bool transferProgressInfoEx(const std::shared_ptr<QDMtpDeviceNotifier>& notifier, std::uint64_t maxTransferSize,
                                 std::uint64_t currentTransferSize);

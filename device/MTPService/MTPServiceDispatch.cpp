@@ -68,6 +68,10 @@ bool MTPServicePrivate::runJob(const _serviceinfo& request, const char* name) {
             return doDeleteMediaContents(request);
         }
         break;
+    case FS_COMMAND_QD_COPY_TO_PLAYLIST_CONTENTS:
+        return doCopyMediaContentsToPlaylist(request);
+    case FS_COMMAND_QD_DELETE_PLAYLIST_CONTENTS:
+        return doDeletePlaylistContents(request);
     default:
         break;
     }

@@ -129,6 +129,11 @@ public:
     bool doDeleteMediaContents(const _serviceinfo& request);
     bool doCopyMediaContentsDeviceToDevice(const _serviceinfo& request);
     bool doSyncMediaContentsToDevice(const _serviceinfo& request);
+    bool doCopyMediaContentsToPlaylist(const _serviceinfo& request);
+    bool doDeletePlaylistContents(const _serviceinfo& request);
+    /// The same one file at a time, for callers who run a request themselves: no duplicate check, no announcement.
+    bool doCopyMediaContentsToPlaylist2(const _serviceinfo& request);
+    bool doDeletePlaylistContents2(const _serviceinfo& request);
 
     using Notifier = std::shared_ptr<QDMtpDeviceNotifier>;
     /// The context that DeviceProgressCallbackEx takes for a transfer of this service's.
@@ -237,9 +242,6 @@ public:
     [[nodiscard]] Text indexedNode(const std::string& devicePath) const;
     void indexNode(const std::string& devicePath, const std::string& nodeID);
     void unindexNode(const std::string& devicePath);
-    /// Adds a file that was sent to a playlist of the device.
-    bool sendMediaFileToPlaylist(const std::string& playlistName, const Text& nodeID, const std::string& filePath,
-                                 std::uint32_t* error);
 
     // File service (MTPServiceFileTransfer.cpp, MTPServiceFileData.cpp, MTPServiceFolders.cpp, MTPServiceBackup.cpp)
     using FileInformation = std::optional<platform::Dictionary>;
@@ -274,6 +276,49 @@ public:
     Text knownNode(const std::string& path);
     /// The path of the last storage that is internal memory.
     [[nodiscard]] Text internalVolumePath() const;
+
+    // Playlists (MTPServicePlaylists.cpp, MTPServicePlaylistEdits.cpp, MTPServicePlaylistSync.cpp)
+    bool createPlaylist(const Text& name, std::uint32_t mediaType, const std::optional<platform::Array>& contents);
+    bool deletePlaylist(const Text& name, std::uint32_t mediaType);
+    bool renamePlaylist(const Text& name, const Text& destPlaylistName, std::uint32_t mediaType);
+    std::optional<platform::Array> playlistNameInformation(std::uint32_t mediaType);
+    std::optional<platform::Array> playlistInformationList(std::uint32_t mediaType, const Text& playlistName);
+    bool readPlaylistFromDevice(const Text& name, const Text& destFolder, std::uint32_t mediaType);
+    bool syncPlaylistContents(const std::optional<platform::Array>& contents, std::uint32_t mediaType, bool isDelete);
+    /// Appends one file, or some, behind what the playlist refers to now, also when it refers to them already. `error`
+    /// (may be null) takes the library's status, or SERVICE_PLAYLIST_SEND_FAILED for what is missing.
+    bool sendMediaFileToPlaylist(const Text& playlistName, const Text& nodeID, const Text& filePath,
+                                 std::uint32_t* error);
+    bool sendMediaFileToPlaylist(const Text& playlistName, MtpControl::NodeList nodeLists, std::uint32_t* error);
+    /// Whether an object is among the nodes, which may be null. Under the library's monitor.
+    [[nodiscard]] bool checkMediaFileAtPlaylist(MtpControl::NodeList nodeLists, std::uint32_t objectID) const;
+    /// The first file of that name in the storages' default folders of the media type; null when there is none. Under
+    /// the library's monitor.
+    _MTP_FILE_NODE* mediaFileNodeForSyncPlaylist(const Text& fileName, std::uint32_t mediaType);
+    /// Completes the "children" of playlist dictionaries in place: "FilePath" becomes the upper-cased device path that
+    /// the content index holds for the child's "NodeID".
+    void addMediaFullPathToPlaylistInfo(std::optional<platform::Array>& playlists) const;
+
+    /// Where the playlists are: always on the internal memory that is listed first.
+    struct PlaylistStorage {
+        std::string volumePath;
+        std::uint32_t index = 0;
+        _MTP_STORAGE_NODE* node = nullptr; ///< see playlistStorageNode
+    };
+    /// Nothing (logged) without internal memory.
+    std::optional<PlaylistStorage> playlistStorage();
+    /// The storage's node now: lists may have been fetched anew since it was asked for. Under the library's monitor.
+    _MTP_STORAGE_NODE* playlistStorageNode(PlaylistStorage& storage);
+    /// The node ID of the playlist of that name; nothing (logged) when there is none. Under the library's monitor.
+    MtpControl::NodeID playlistNodeID(const std::string& name);
+    /// The folder in which playlists (or files of another media type) lie on that storage; nothing (logged) when it is
+    /// not known.
+    [[nodiscard]] Text playlistFolderPath(const PlaylistStorage& storage, std::uint32_t mediaType) const;
+    _MTP_COMMON_NODE* playlistFolderNode(const PlaylistStorage& storage, const std::string& folderPath,
+                                         std::uint32_t mediaType);
+    /// The live file that the content index holds for a device path, or else the one to which the path leads; null for
+    /// none. Under the library's monitor.
+    _MTP_FILE_NODE* mediaFileNode(const std::string& devicePath);
 
     // Instance variables. The node pointers are guarded by MtpControl's monitor.
     Guarded<std::weak_ptr<VXDeviceConfirmDelegate>> _confirmDelegate;
@@ -329,6 +374,9 @@ private:
     /// A storage's dictionary with its default folders, which are made where they are missing.
     platform::Dictionary withDefaultFolders(const platform::Dictionary& storage, const std::string& volumePath,
                                             bool external);
+    /// Makes or rewrites one playlist of a synchronisation. The result changes when one that is there was rewritten, or
+    /// when either failed.
+    void syncPlaylist(const platform::Value& entry, _MTP_COMMON_NODE* parent, PlaylistStorage& storage, bool& result);
     /// The folder of this name below the parent, or the storage's root when that is null; made when missing.
     _MTP_FOLDER_NODE* folderInside(_MTP_STORAGE_NODE* storage, _MTP_FOLDER_NODE* parent, const std::string& name);
     platform::Array listedStorages(const std::string& device);
