@@ -81,8 +81,14 @@ bool MTPServicePrivate::runJob(const _serviceinfo& request, const char* name) {
 
 bool MTPServicePrivate::renameFile(const _serviceinfo& request) {
     const Synchronized library(MtpControl::classMonitor());
-    const Text nodeID = request.sourcePath ? indexedNode(*request.sourcePath) : std::nullopt;
+    // What the path spells or nothing: without a node the library must not look for a namesake.
+    const Text nodeID = request.sourcePath ? exactNodeAtDevice(*request.sourcePath) : std::nullopt;
     std::uint32_t error = 0;
-    return _mtpControl->renameItemAtPath(_currentDeviceNode, _storageHeadNode, nodeID, request.sourcePath,
-                                         request.destinationPath, &error);
+    const bool renamed =
+        _mtpControl->renameItemAtPath(_currentDeviceNode, _storageHeadNode, nodeID,
+                                      nodeID ? request.sourcePath : std::nullopt, request.destinationPath, &error);
+    if (renamed) {
+        renameIndexed(*request.sourcePath, request.destinationPath.value_or(""));
+    }
+    return renamed;
 }

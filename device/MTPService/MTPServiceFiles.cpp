@@ -85,6 +85,29 @@ void MTPServicePrivate::unindexNode(const std::string& devicePath) {
     });
 }
 
+void MTPServicePrivate::renameIndexed(const std::string& devicePath, const std::string& newName) {
+    const std::size_t name = devicePath.rfind(platform::lastPathComponent(devicePath));
+    const std::string from = platform::upperCased(devicePath);
+    const std::string to = platform::upperCased(devicePath.substr(0, name) + newName);
+    _mediaContentInfoLists.with([&](ContentIndex& index) {
+        std::vector<std::pair<std::string, std::string>> moved;
+        const auto isMoved = [&](const auto& entry) {
+            const std::string& path = entry.first;
+            if (!path.starts_with(from) || (path.size() > from.size() && path[from.size()] != '/')) {
+                return false;
+            }
+            moved.emplace_back(to + path.substr(from.size()), entry.second);
+            return true;
+        };
+        if (index) {
+            std::erase_if(*index, isMoved);
+            for (auto& [path, node] : moved) {
+                index->insert_or_assign(std::move(path), std::move(node));
+            }
+        }
+    });
+}
+
 std::uint64_t MTPServicePrivate::getLocalFileSize(const Text& path) const {
     std::error_code error;
     const std::optional<std::uint64_t> size = platform::fileSize(path.value_or(""), &error);

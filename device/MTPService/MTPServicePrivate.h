@@ -242,6 +242,8 @@ public:
     [[nodiscard]] Text indexedNode(const std::string& devicePath) const;
     void indexNode(const std::string& devicePath, const std::string& nodeID);
     void unindexNode(const std::string& devicePath);
+    /// An object got a new name: its entry, and those of what lies in it, move to their new paths.
+    void renameIndexed(const std::string& devicePath, const std::string& newName);
 
     // File service (MTPServiceFileTransfer.cpp, MTPServiceFileData.cpp, MTPServiceFolders.cpp, MTPServiceBackup.cpp)
     using FileInformation = std::optional<platform::Dictionary>;
