@@ -13,8 +13,8 @@
 
 namespace {
 
-struct Result {
-    double ratio = 0;
+struct Put {
+    double seconds = 0;
     long peakKiB = 0;
     std::vector<double> fileSeconds; ///< arrival of each file's result, from the start
 };
@@ -38,7 +38,7 @@ double plainCopies(const std::filesystem::path& source, const std::filesystem::p
     return total;
 }
 
-Result put(const std::filesystem::path& source, const std::filesystem::path& work) {
+Put put(const std::filesystem::path& source, const std::filesystem::path& work) {
     const std::string device = (work / "device").string();
     const std::vector<std::string> home = {"HOME=" + (work / "home").string(),
                                            "XDG_CONFIG_HOME=" + (work / "home/.config").string()};
@@ -47,7 +47,7 @@ Result put(const std::filesystem::path& source, const std::filesystem::path& wor
                 {MTPSERVICE_BINARY, "virtual", "create", device, "--name", "Bench", "--storage", "Phone:16G"}, home),
             "virtual create");
     sync();
-    Result result;
+    Put result;
     const auto start = bench::Clock::now();
     const bench::Run run = bench::runProgram(
         {MTPSERVICE_BINARY, "--virtual", device, "--json", "put", "--no-metadata", source.string()}, home,
@@ -57,29 +57,49 @@ Result put(const std::filesystem::path& source, const std::filesystem::path& wor
             }
         });
     require(run, "put");
-    result.ratio = run.seconds;
+    result.seconds = run.seconds;
     result.peakKiB = run.peakKiB;
     return result;
 }
 
-/// What the rounds leave is deleted after the last one: file systems are slow to give new files a place that was freed
-/// just before, which would count against whoever writes next.
-Result compare(const char* title, const std::filesystem::path& source, const std::filesystem::path& folder,
-               int rounds) {
+/// Milliseconds a file took in one quarter of the run.
+double quarterOf(const Put& put, std::size_t quarter) {
+    const std::size_t length = put.fileSeconds.size() / 4;
+    const std::size_t first = quarter * length;
+    const double seconds = put.fileSeconds[first + length - 1] - put.fileSeconds[first];
+    return seconds * 1000 / static_cast<double>(length - 1);
+}
+
+void printQuarters(const char* title, const std::vector<Put>& puts) {
+    std::printf("%s: ms a file, medians of the four quarters:", title);
+    for (std::size_t quarter = 0; quarter < 4; ++quarter) {
+        std::vector<double> values;
+        for (const Put& put : puts) {
+            values.push_back(quarterOf(put, quarter));
+        }
+        std::printf(" %.3f", bench::median(values));
+    }
+    std::printf("\n");
+}
+
+/// Each round measures both, one after the other, so that a busy moment of the machine counts for both. What the rounds
+/// leave is deleted after the last one: file systems are slow to give new files a place that was freed just before,
+/// which would count against whoever writes next. (For the same reason let some minutes pass between two runs.)
+std::vector<Put> compare(const char* title, const std::filesystem::path& source, const std::filesystem::path& folder,
+                         int rounds) {
     std::vector<double> ratios;
-    Result last;
+    std::vector<Put> puts;
     for (int round = 0; round < rounds; ++round) {
         const std::filesystem::path work = folder / ("round" + std::to_string(round));
         const double baseline = plainCopies(source, work);
-        last = put(source, work);
+        const Put& one = puts.emplace_back(put(source, work));
+        ratios.push_back(one.seconds / baseline);
         std::printf("%s, round %d: plain copies %.2f s, put %.2f s, ratio %.2f, peak memory %.1f MiB\n", title,
-                    round + 1, baseline, last.ratio, last.ratio / baseline, static_cast<double>(last.peakKiB) / 1024);
+                    round + 1, baseline, one.seconds, ratios.back(), static_cast<double>(one.peakKiB) / 1024);
         std::fflush(stdout);
-        ratios.push_back(last.ratio / baseline);
     }
-    last.ratio = bench::median(ratios);
-    std::printf("%s: median ratio %.2f\n", title, last.ratio);
-    return last;
+    std::printf("%s: median ratio %.2f\n", title, bench::median(ratios));
+    return puts;
 }
 
 void bigFiles(int rounds) {
@@ -87,7 +107,7 @@ void bigFiles(int rounds) {
     for (std::uint64_t i = 0; i < 4; ++i) {
         bench::writeFile(work.path() / "big" / ("film" + std::to_string(i) + ".mp4"), 512ULL << 20, i);
     }
-    compare("4 x 512 MiB", work.path() / "big", work.path(), rounds);
+    (void) compare("4 x 512 MiB", work.path() / "big", work.path(), rounds);
 }
 
 void smallFiles(int rounds) {
@@ -96,20 +116,28 @@ void smallFiles(int rounds) {
     for (std::uint64_t i = 0; i < count; ++i) {
         bench::writeFile(work.path() / "small" / ("song" + std::to_string(i) + ".mp3"), 64 << 10, i);
     }
-    const Result result = compare("2,000 x 64 KiB", work.path() / "small", work.path(), rounds);
-    if (result.fileSeconds.size() == count) {
-        const double first = result.fileSeconds[count / 4] - result.fileSeconds[0];
-        const double fourth = result.fileSeconds[count - 1] - result.fileSeconds[count * 3 / 4];
-        std::printf("2,000 x 64 KiB: first quarter %.3f ms a file, last quarter %.3f ms a file\n",
-                    first * 1000 / (count / 4), fourth * 1000 / (count / 4 - 1));
+    const char* const title = "2,000 x 64 KiB";
+    const std::vector<Put> puts = compare(title, work.path() / "small", work.path(), rounds);
+    for (const Put& each : puts) {
+        if (each.fileSeconds.size() != count) {
+            std::fprintf(stderr, "%zu results of %zu files\n", each.fileSeconds.size(), count);
+            std::exit(1);
+        }
     }
+    printQuarters(title, puts);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    // PutBench [ROUNDS [small|big]]
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
-    smallFiles(rounds);
-    bigFiles(rounds);
+    const std::string which = argc > 2 ? argv[2] : "";
+    if (which != "big") {
+        smallFiles(rounds);
+    }
+    if (which != "small") {
+        bigFiles(rounds);
+    }
     return 0;
 }
