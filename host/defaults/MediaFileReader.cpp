@@ -82,7 +82,7 @@ void feed(const OpenFile& file, MediaInfo& info) {
 std::string toUtf8(const std::wstring& text) {
     std::string result;
     for (const wchar_t wide : text) {
-        const auto code = static_cast<std::uint32_t>(wide);
+        const auto code = static_cast<std::uint32_t>(wide); // NOLINT(bugprone-signed-char-misuse): wchar_t is no char
         const auto trail = [&](int shift) { return static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
         if (code < 0x80) {
             result += static_cast<char>(code);

@@ -28,6 +28,7 @@ constexpr std::uint16_t hierarchicalFiles = 2;
 template <typename Codes>
 std::vector<std::uint16_t> numbersOf(const Codes& codes) {
     std::vector<std::uint16_t> numbers;
+    numbers.reserve(std::size(codes));
     for (const auto code : codes) {
         numbers.push_back(raw(code));
     }

@@ -118,7 +118,7 @@ private:
     void sendObjectInfo();
     void sendObjectPropList();
     void sendObject();
-    void announceObject(NewStoreObject object, std::uint32_t parentTold);
+    void announceObject(const NewStoreObject& object, std::uint32_t parentTold);
     [[nodiscard]] ResponseCode takeProperty(NewStoreObject& object, const ObjectPropElement& element) const;
     [[nodiscard]] bool placeObject(NewStoreObject& object, std::uint32_t storageId, std::uint32_t parent);
     void receiveBytes(std::span<const std::byte> block);

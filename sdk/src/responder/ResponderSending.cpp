@@ -54,7 +54,7 @@ void Responder::Implementation::sendObjectInfo() {
     object.created = secondsOfDateText(info.captureDate);
     object.modified = secondsOfDateText(info.modificationDate);
     if (placeObject(object, parameter(0), parameter(1))) {
-        announceObject(std::move(object), parameter(1));
+        announceObject(object, parameter(1));
     }
 }
 
@@ -77,7 +77,7 @@ void Responder::Implementation::sendObjectPropList() {
             return;
         }
     }
-    announceObject(std::move(object), parameter(1));
+    announceObject(object, parameter(1));
 }
 
 ResponseCode Responder::Implementation::takeProperty(NewStoreObject& object, const ObjectPropElement& element) const {
@@ -110,7 +110,7 @@ ResponseCode Responder::Implementation::takeProperty(NewStoreObject& object, con
     return ResponseCode::OK; // what the device says of an object itself (its storage, its format, …) is not news
 }
 
-void Responder::Implementation::announceObject(NewStoreObject object, std::uint32_t parentTold) {
+void Responder::Implementation::announceObject(const NewStoreObject& object, std::uint32_t parentTold) {
     Handle handle = 0;
     StoreResult result = StoreResult::ok;
     if (object.format == FormatCode::Association) {
