@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "host/defaults/XmlProfileHandler.h"
 
+#include "platform/Xml.h"
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <libxml/parser.h>
-#include <libxml/tree.h>
-#include <memory>
 
 namespace host {
 namespace {
@@ -14,37 +13,24 @@ namespace {
 constexpr std::uintmax_t kMaxProfileBytes = 1 << 20;
 constexpr int kMaxDepth = 32;
 
-struct DocumentDeleter {
-    void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
-};
-using Document = std::unique_ptr<xmlDoc, DocumentDeleter>;
-
 /// A name that stays inside the folder it is looked up in.
 bool isPlainName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
            name.find('\0') == std::string::npos;
 }
 
-Document parse(const std::string& file) {
+std::optional<platform::XmlDocument> parse(const std::string& file) {
     std::error_code error;
     const auto size = std::filesystem::file_size(file, error);
     if (error || size > kMaxProfileBytes) {
-        return nullptr;
+        return std::nullopt;
     }
     std::ifstream stream(file, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(stream), {}};
-    return Document(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr,
-                                  XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+    return platform::XmlDocument::parse(text, {.maxBytes = kMaxProfileBytes});
 }
 
-/// The element's own text. Entity references are left out, so nothing expands.
-std::string ownText(const xmlNode* element) {
-    std::string text;
-    for (const xmlNode* child = element->children; child; child = child->next) {
-        if ((child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE) && child->content) {
-            text += reinterpret_cast<const char*>(child->content);
-        }
-    }
+std::string trimmed(const std::string& text) {
     const auto first = text.find_first_not_of(" \t\r\n");
     const auto last = text.find_last_not_of(" \t\r\n");
     return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
@@ -65,27 +51,25 @@ std::string folderValue(const std::string& text) {
     return value;
 }
 
-void collect(const xmlNode* element, const std::string& parentPath, int depth,
+/// Values stand in the elements that hold no others.
+void collect(const platform::XmlElement& element, const std::string& parentPath, int depth,
              std::map<std::string, std::string>& entries) {
-    for (; element && depth < kMaxDepth; element = element->next) {
-        if (element->type != XML_ELEMENT_NODE) {
-            continue;
-        }
-        const std::string name = reinterpret_cast<const char*>(element->name);
-        const std::string path = parentPath.empty() ? name : parentPath + "/" + name;
-        if (std::string value = folderValue(ownText(element)); !value.empty()) {
+    const std::string path = parentPath.empty() ? element.name() : parentPath + "/" + element.name();
+    auto child = element.firstChild();
+    if (!child) {
+        if (std::string value = folderValue(trimmed(element.text().value_or(""))); !value.empty()) {
             entries.emplace(path, std::move(value));
         }
-        collect(element->children, path, depth + 1, entries);
+    }
+    for (; child && depth < kMaxDepth; child = child->next()) {
+        collect(*child, path, depth + 1, entries);
     }
 }
 
 } // namespace
 
 XmlProfileHandler::XmlProfileHandler(std::vector<std::string> folders)
-    : _folders(std::move(folders)) {
-    xmlInitParser();
-}
+    : _folders(std::move(folders)) {}
 
 std::optional<std::string> XmlProfileHandler::valueForModelName(const std::optional<std::string>& modelName,
                                                                 const std::string& Profile,
@@ -112,8 +96,8 @@ XmlProfileHandler::Entries XmlProfileHandler::readProfile(const std::string& mod
         if (!std::filesystem::is_regular_file(file, error)) {
             continue;
         }
-        if (const Document document = parse(file)) {
-            collect(xmlDocGetRootElement(document.get()), "", 0, entries);
+        if (const auto document = parse(file)) {
+            collect(*document->root(), "", 0, entries);
         }
         break;
     }
