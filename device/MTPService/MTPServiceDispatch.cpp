@@ -68,6 +68,16 @@ bool MTPServicePrivate::runJob(const _serviceinfo& request, const char* name) {
             return doDeleteMediaContents(request);
         }
         break;
+    case FS_COMMAND_QD_SYNC_CONTENTS:
+        if (request.mediaType != MediaTypePodcast) {
+            return doSyncMediaContentsToDevice(request);
+        }
+        break;
+    case FS_COMMAND_QD_COPY_DEVICE_TO_DEVICE_CONTENTS:
+        if (request.mediaType != MediaTypePodcast) {
+            return doCopyMediaContentsDeviceToDevice(request);
+        }
+        break;
     case FS_COMMAND_QD_COPY_TO_PLAYLIST_CONTENTS:
         return doCopyMediaContentsToPlaylist(request);
     case FS_COMMAND_QD_DELETE_PLAYLIST_CONTENTS:

@@ -129,6 +129,9 @@ public:
     bool doDeleteMediaContents(const _serviceinfo& request);
     bool doCopyMediaContentsDeviceToDevice(const _serviceinfo& request);
     bool doSyncMediaContentsToDevice(const _serviceinfo& request);
+    /// The inside of the service of the device with this location ID: this one for its own and for none, another one
+    /// from the delegate; null when that knows none.
+    std::shared_ptr<MTPServicePrivate> serviceOfDevice(const Text& locationID);
     bool doCopyMediaContentsToPlaylist(const _serviceinfo& request);
     bool doDeletePlaylistContents(const _serviceinfo& request);
     /// The same one file at a time, for callers who run a request themselves: no duplicate check, no announcement.
