@@ -4,12 +4,17 @@
 #include "platform/Paths.h"
 #include "platform/PosixFile.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <filesystem>
+#include <optional>
 
 namespace platform {
 
@@ -19,6 +24,31 @@ namespace {
 std::string folderOf(const std::string& path) {
     const std::string folder = deletingLastPathComponent(path);
     return folder.empty() ? "." : folder;
+}
+
+constexpr std::string_view temporaryPrefix = ".mtpservice-";
+constexpr std::string_view temporarySuffix = ".tmp";
+
+/// The process that writes, or wrote, a temporary file; nothing for a file of another name.
+std::optional<pid_t> writerOf(std::string_view name) {
+    if (!name.starts_with(temporaryPrefix) || !name.ends_with(temporarySuffix)) {
+        return std::nullopt;
+    }
+    name.remove_prefix(temporaryPrefix.size());
+    const std::size_t digits = std::min(name.find_first_not_of("0123456789abcdef"), name.size());
+    if (digits == 0 || digits > 7 || name[digits] != '-') {
+        return std::nullopt;
+    }
+    return static_cast<pid_t>(std::stol(std::string(name.substr(0, digits)), nullptr, 16));
+}
+
+/// Whether nobody writes the file: its process is gone on this computer, and its lock on all that share the disk.
+bool isAbandoned(const std::string& path, pid_t writer) {
+    if (::kill(writer, 0) == 0 || errno != ESRCH) {
+        return false;
+    }
+    const Descriptor descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    return descriptor && ::flock(descriptor.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
 /// Refuses what the rename at the end would refuse, before anything is written: a folder, a name too long.
@@ -74,11 +104,13 @@ std::error_code AtomicFile::createTemporary(const std::string& folder) {
     static std::atomic<unsigned> counter{0};
     constexpr int attempts = 1000; // left-overs of a crashed process with the same number
     for (int i = 0; i < attempts; ++i) {
-        std::string name = fmt::format("{}/.mtpservice-{:x}-{:x}.tmp", folder, ::getpid(), counter++);
+        std::string name =
+            fmt::format("{}/{}{:x}-{:x}{}", folder, temporaryPrefix, ::getpid(), counter++, temporarySuffix);
         _descriptor = retryInterrupted(
             [&] { return ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666); });
         if (_descriptor >= 0) {
             _temporary = std::move(name);
+            (void) ::flock(_descriptor, LOCK_EX | LOCK_NB); // tells others that it is written; not all disks have locks
             return {};
         }
         if (errno != EEXIST) {
@@ -145,6 +177,18 @@ std::error_code writeFileAtomically(const std::string& target, std::string_view 
         return error;
     }
     return file.commit(AtomicFile::Sync::yes);
+}
+
+void removeAbandonedTemporaries(const std::string& folder) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        const std::string path = entry->path().string();
+        const auto writer = writerOf(lastPathComponent(path));
+        if (writer && isAbandoned(path, *writer)) {
+            ::unlink(path.c_str());
+        }
+    }
 }
 
 } // namespace platform

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/Export.h"
+
 #include <cstddef>
 #include <span>
 #include <string>
@@ -11,7 +13,7 @@ namespace platform {
 
 /// A file that appears whole or not at all: written under a temporary name in the target's folder and renamed over the
 /// target by commit(). Destroying an uncommitted file removes the temporary one; a file that was there is untouched.
-class AtomicFile {
+class MTPSERVICE_EXPORT AtomicFile {
 public:
     AtomicFile() = default;
     ~AtomicFile();
@@ -40,6 +42,10 @@ private:
 };
 
 /// Writes `content` to `target` through an AtomicFile, synced.
-[[nodiscard]] std::error_code writeFileAtomically(const std::string& target, std::string_view content);
+[[nodiscard]] MTPSERVICE_EXPORT std::error_code writeFileAtomically(const std::string& target,
+                                                                    std::string_view content);
+
+/// Removes the temporary files that killed processes have left directly in a folder; those still written stay.
+MTPSERVICE_EXPORT void removeAbandonedTemporaries(const std::string& folder);
 
 } // namespace platform

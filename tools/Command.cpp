@@ -15,6 +15,12 @@ void addCommands(Commands& commands) {
     addDevicesCommand(commands);
     addStoragesCommand(commands);
     addPutCommand(commands);
+    addGetCommand(commands);
+    addPlayCommand(commands);
+    addRemoveCommand(commands);
+    addPlaylistCommand(commands);
+    addSyncCommand(commands);
+    addCopyCommand(commands);
     addVirtualCommand(commands);
 }
 

@@ -53,5 +53,13 @@ void addVirtualCommand(Commands& commands);
 void addDevicesCommand(Commands& commands);
 void addStoragesCommand(Commands& commands);
 void addPutCommand(Commands& commands);
+void addGetCommand(Commands& commands);
+void addPlayCommand(Commands& commands);
+void addRemoveCommand(Commands& commands);
+void addSyncCommand(Commands& commands);
+void addCopyCommand(Commands& commands);
+void addPlaylistCommand(Commands& commands);
+/// What changes a playlist's content: part of the playlist command.
+void addPlaylistEditCommands(Commands& commands, CLI::App& group);
 
 } // namespace tool

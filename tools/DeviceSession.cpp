@@ -31,7 +31,7 @@ platform::Dictionary deviceInformation(const vemomtpsdk::AttachedDevice& device)
 DeviceSession::DeviceSession(const vemomtpsdk::AttachedDevice& device,
                              std::shared_ptr<VXDeviceConfirmDelegate> delegate)
     : _delegate(std::move(delegate))
-    , _service(std::make_unique<MTPService>()) {
+    , _service(std::make_shared<MTPService>()) {
     _service->setDeviceInformation(deviceInformation(device));
     _service->setLocationID(locationText(device.locationId));
     _service->setConfirmDelegate(_delegate);

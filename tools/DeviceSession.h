@@ -23,6 +23,7 @@ public:
     DeviceSession& operator=(const DeviceSession&) = delete;
 
     [[nodiscard]] MTPService& service() { return *_service; }
+    [[nodiscard]] const std::shared_ptr<MTPService>& sharedService() const { return _service; }
     /// The storages with their capacities and default folders (docs/storages.md).
     [[nodiscard]] const platform::Array& storages() const { return _storages; }
     /// The "diskIndex" of the storage that a person names by index or label; throws Failure when there is none.
@@ -32,7 +33,7 @@ private:
     void readStorages();
 
     const std::shared_ptr<VXDeviceConfirmDelegate> _delegate;
-    const std::unique_ptr<MTPService> _service;
+    const std::shared_ptr<MTPService> _service;
     platform::Array _storages;
 };
 

@@ -8,6 +8,7 @@
 #include <array>
 #include <cctype>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <poll.h>
 #include <unistd.h>
 #include <utility>
@@ -69,11 +70,13 @@ std::optional<std::string> TerminalAnswers::readLine() {
     return std::nullopt;
 }
 
-OverwriteQuestion::OverwriteQuestion(OverwriteMode mode, Console& console, AnswerSource* answers, Kept kept)
+OverwriteQuestion::OverwriteQuestion(OverwriteMode mode, Console& console, AnswerSource* answers, Kept kept,
+                                     const char* where)
     : _mode(mode)
     , _console(console)
     , _answers(answers)
-    , _kept(std::move(kept)) {}
+    , _kept(std::move(kept))
+    , _where(where) {}
 
 bool OverwriteQuestion::confirmOverwrite(const std::string& fileName, bool& isNotAsk) {
     isNotAsk = false;
@@ -84,8 +87,13 @@ bool OverwriteQuestion::confirmOverwrite(const std::string& fileName, bool& isNo
     return isConfirmed;
 }
 
-std::shared_ptr<MTPService> OverwriteQuestion::getFileServiceObject(const std::string&) {
-    return nullptr; // one device at a time
+std::shared_ptr<MTPService> OverwriteQuestion::getFileServiceObject(const std::string& locationID) {
+    return locationID == _offeredLocation ? _offeredService.lock() : nullptr;
+}
+
+void OverwriteQuestion::offerService(const std::string& locationID, const std::shared_ptr<MTPService>& service) {
+    _offeredLocation = locationID;
+    _offeredService = service;
 }
 
 bool OverwriteQuestion::decide(const std::string& fileName) {
@@ -113,10 +121,11 @@ bool OverwriteQuestion::decide(const std::string& fileName) {
 OverwriteAnswer OverwriteQuestion::askPerson(const std::string& fileName) {
     std::optional<OverwriteAnswer> answer;
     while (!answer) {
-        _console.ask(safeText(fileName) + " exists on the device. Overwrite it? [y]es / [n]o / [a]ll / none: ", [&] {
-            const std::optional<std::string> line = _answers->readLine();
-            answer = line ? parseOverwriteAnswer(*line) : OverwriteAnswer::none;
-        });
+        _console.ask(
+            fmt::format("{} exists {}. Overwrite it? [y]es / [n]o / [a]ll / none: ", safeText(fileName), _where), [&] {
+                const std::optional<std::string> line = _answers->readLine();
+                answer = line ? parseOverwriteAnswer(*line) : OverwriteAnswer::none;
+            });
     }
     return *answer;
 }

@@ -49,11 +49,15 @@ public:
     /// Told of every file that is not overwritten; called on the service's worker.
     using Kept = std::function<void(const std::string& fileName)>;
 
-    /// `answers` may be null.
-    OverwriteQuestion(OverwriteMode mode, Console& console, AnswerSource* answers, Kept kept);
+    /// `answers` may be null. `where` says where the files in question are.
+    OverwriteQuestion(OverwriteMode mode, Console& console, AnswerSource* answers, Kept kept,
+                      const char* where = "on the device");
 
     bool confirmOverwrite(const std::string& fileName, bool& isNotAsk) override;
+    /// The service offered last, for its own location.
     std::shared_ptr<MTPService> getFileServiceObject(const std::string& locationID) override;
+    /// The other device of a copy between two; not kept alive.
+    void offerService(const std::string& locationID, const std::shared_ptr<MTPService>& service);
 
 private:
     [[nodiscard]] bool decide(const std::string& fileName);
@@ -63,7 +67,10 @@ private:
     Console& _console;
     AnswerSource* _answers;
     const Kept _kept;
+    const char* const _where;
     bool _saidNobodyThere = false;
+    std::string _offeredLocation;
+    std::weak_ptr<MTPService> _offeredService;
 };
 
 /// Makes the service ask about every file in this process, whatever it was told to remember by an earlier application.

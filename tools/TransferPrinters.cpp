@@ -26,8 +26,11 @@ unsigned percentOf(const TransferSnapshot& snapshot) {
     return snapshot.filesTotal > 0 ? static_cast<unsigned>(snapshot.filesDone * 100 / snapshot.filesTotal) : 100;
 }
 
-/// "12 MiB of 28 MiB, 3.1 MiB/s, 0:05 left".
+/// "12 MiB of 28 MiB, 3.1 MiB/s, 0:05 left", or "3 of 12 files" where no bytes are moved.
 std::string amountText(const TransferSnapshot& snapshot, milliseconds elapsed) {
+    if (snapshot.bytesTotal == 0 && snapshot.filesTotal > 0) {
+        return fmt::format("{} of {} files", snapshot.filesDone, snapshot.filesTotal);
+    }
     std::string text = fmt::format("{} of {}", sizeText(snapshot.bytesDone), sizeText(snapshot.bytesTotal));
     if (elapsed >= seconds(1) && snapshot.bytesDone > 0) {
         const double left = static_cast<double>(snapshot.bytesTotal - snapshot.bytesDone) /
@@ -52,18 +55,24 @@ std::string leftOutLine(const LeftOut& entry) {
 
 class PrinterBase : public TransferPrinter {
 public:
-    PrinterBase(Console& console, Clock clock)
+    PrinterBase(Console& console, Clock clock, std::string doneWord)
         : _console(console)
         , _clock(std::move(clock))
+        , _doneWord(std::move(doneWord))
         , _start(_clock()) {}
 
 protected:
+    [[nodiscard]] std::string summary(const TransferSnapshot& snapshot, std::size_t skipped,
+                                      std::size_t alsoFailed) const {
+        return summaryText(snapshot, skipped, alsoFailed, elapsed(), _doneWord);
+    }
     [[nodiscard]] milliseconds elapsed() const { return std::chrono::duration_cast<milliseconds>(_clock() - _start); }
     Console& console() { return _console; }
 
 private:
     Console& _console;
     const Clock _clock;
+    const std::string _doneWord;
     const std::chrono::steady_clock::time_point _start;
 };
 
@@ -80,7 +89,7 @@ public:
     void leftOut(const LeftOut& entry) override { console().print(leftOutLine(entry)); }
     void summarise(const TransferSnapshot& snapshot, std::size_t skipped, std::size_t alsoFailed) override {
         console().clearStatus();
-        console().print(summaryText(snapshot, skipped, alsoFailed, elapsed()));
+        console().print(summary(snapshot, skipped, alsoFailed));
     }
 
 private:
@@ -94,12 +103,30 @@ private:
         if (hasBar) {
             console().setStatus(progressBar(snapshot, now, console().columns()));
         } else {
-            console().print(fmt::format("… {} of {} files, {}", snapshot.filesDone, snapshot.filesTotal,
-                                        amountText(snapshot, now)));
+            const std::string files = fmt::format("… {} of {} files", snapshot.filesDone, snapshot.filesTotal);
+            console().print(snapshot.bytesTotal == 0 ? files : files + ", " + amountText(snapshot, now));
         }
     }
 
     milliseconds _lastShown{0};
+};
+
+class QuietPrinter : public TextPrinter {
+public:
+    using TextPrinter::TextPrinter;
+
+    void progressed(const TransferSnapshot& snapshot) override {
+        if (console().hasStatusLine()) {
+            TextPrinter::progressed(snapshot);
+        }
+    }
+    void settled(const FileResult& result, const TransferSnapshot&) override {
+        if (result.state == FileState::failed || result.state == FileState::cancelled) {
+            console().say(resultLine(result));
+        }
+    }
+    void leftOut(const LeftOut& entry) override { console().say(leftOutLine(entry)); }
+    void summarise(const TransferSnapshot&, std::size_t, std::size_t) override { console().clearStatus(); }
 };
 
 class JsonPrinter : public PrinterBase {
@@ -115,7 +142,7 @@ public:
     }
     void leftOut(const LeftOut& entry) override { console().say(leftOutLine(entry)); }
     void summarise(const TransferSnapshot& snapshot, std::size_t skipped, std::size_t alsoFailed) override {
-        console().say(summaryText(snapshot, skipped, alsoFailed, elapsed()));
+        console().say(summary(snapshot, skipped, alsoFailed));
     }
 };
 
@@ -139,21 +166,28 @@ std::string progressBar(const TransferSnapshot& snapshot, milliseconds elapsed, 
 }
 
 std::string summaryText(const TransferSnapshot& snapshot, std::size_t skipped, std::size_t alsoFailed,
-                        milliseconds elapsed) {
-    std::string text =
-        fmt::format("{} copied, {} skipped, {} failed; {} in {}", snapshot.copied, snapshot.kept + skipped,
-                    snapshot.failed + alsoFailed, sizeText(snapshot.bytesCopied),
-                    durationText(std::chrono::duration_cast<seconds>(elapsed)));
+                        milliseconds elapsed, const std::string& doneWord) {
+    std::string text = fmt::format("{} {}, {} skipped, {} failed", snapshot.copied, doneWord, snapshot.kept + skipped,
+                                   snapshot.failed + alsoFailed);
+    if (snapshot.bytesTotal == 0 && snapshot.filesTotal > 0) {
+        return text;
+    }
+    text += fmt::format("; {} in {}", sizeText(snapshot.bytesCopied),
+                        durationText(std::chrono::duration_cast<seconds>(elapsed)));
     const std::string rate = rateText(snapshot.bytesCopied, elapsed);
     return rate.empty() || snapshot.bytesCopied == 0 ? text : text + " (" + rate + ")";
 }
 
-std::unique_ptr<TransferPrinter> makeTextPrinter(Console& console, TransferPrinter::Clock clock) {
-    return std::make_unique<TextPrinter>(console, std::move(clock));
+std::unique_ptr<TransferPrinter> makeTextPrinter(Console& console, TransferPrinter::Clock clock, std::string doneWord) {
+    return std::make_unique<TextPrinter>(console, std::move(clock), std::move(doneWord));
 }
 
-std::unique_ptr<TransferPrinter> makeJsonPrinter(Console& console, TransferPrinter::Clock clock) {
-    return std::make_unique<JsonPrinter>(console, std::move(clock));
+std::unique_ptr<TransferPrinter> makeJsonPrinter(Console& console, TransferPrinter::Clock clock, std::string doneWord) {
+    return std::make_unique<JsonPrinter>(console, std::move(clock), std::move(doneWord));
+}
+
+std::unique_ptr<TransferPrinter> makeQuietPrinter(Console& console, TransferPrinter::Clock clock) {
+    return std::make_unique<QuietPrinter>(console, std::move(clock), "");
 }
 
 } // namespace tool

@@ -67,6 +67,11 @@ void TransferProgress::settleRest() {
     }
 }
 
+void TransferProgress::keep(std::size_t file, const std::string& reason) {
+    const std::lock_guard lock(_mutex);
+    settle(file, FileState::kept, reason);
+}
+
 void TransferProgress::handle(const platform::Notification& notification) {
     const std::lock_guard lock(_mutex);
     _listener.notified(notification);

@@ -14,8 +14,8 @@ namespace tool {
 
 enum class FileState {
     waiting,
-    copied,
-    kept, ///< the device's own file of that name stays
+    copied, ///< or whatever else the run does with its files: deleted, added …
+    kept,   ///< what is there already stays
     failed,
     cancelled, ///< not sent, because the person stopped it
 };
@@ -34,7 +34,7 @@ struct TransferSnapshot {
     std::uint64_t bytesTotal = 0;
     std::uint64_t bytesCopied = 0; ///< of files that are on the device whole
     std::string currentName;       ///< the file under way; empty between files
-    std::size_t copied = 0;
+    std::size_t copied = 0;        ///< files whose state is so
     std::size_t kept = 0;
     std::size_t failed = 0; ///< and cancelled
 };
@@ -66,6 +66,8 @@ public:
     void endRequest();
     /// Files of requests that never ran.
     void settleRest();
+    /// A file that stays as it is, known before it is asked for.
+    void keep(std::size_t file, const std::string& reason);
 
     void handle(const platform::Notification& notification);
     /// The question about this file was answered with no.

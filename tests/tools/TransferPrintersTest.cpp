@@ -48,7 +48,7 @@ TEST_F(TransferPrintersTest, TheBarFitsTheTerminal) {
     TransferSnapshot empty; // files without bytes are counted instead
     empty.filesDone = 1;
     empty.filesTotal = 4;
-    EXPECT_EQ(progressBar(empty, milliseconds(0), 20), " 25 % 0 B of 0 B  ");
+    EXPECT_EQ(progressBar(empty, milliseconds(0), 22), " 25 % 1 of 4 files  ");
 }
 
 TEST_F(TransferPrintersTest, OnATerminalResultsStandAboveTheBar) {

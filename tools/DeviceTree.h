@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tools/DevicePath.h"
+#include "tools/DeviceSession.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace tool {
+
+/// Why an entry with a twin is left alone.
+inline constexpr const char* kTwinReason =
+    "another name beside it differs in upper and lower case only, so the two cannot be told apart; rename one";
+
+/// A file or folder on the device.
+struct DeviceEntry {
+    std::string path; ///< whole, as the device spells it
+    std::string name;
+    std::uint64_t size = 0;
+    bool isFolder = false;
+    std::size_t storage = 0; ///< position in the list of storages
+    /// Another name in the folder equals this one but for case. The service cannot tell the two apart, so nothing that
+    /// reads, replaces or removes may be done by this path.
+    bool hasTwin = false;
+};
+
+/// What a person means by device paths, looked up component by component in the listings of the folders, so that never
+/// something else is taken for what is not there. Listing a folder also makes the service remember its objects, through
+/// which its requests then reach exactly those. Listings are kept for as long as the tree lives.
+class DeviceTree {
+public:
+    explicit DeviceTree(DeviceSession& session);
+
+    /// The entries that a path means; a * or ? in its last component may mean several. Empty, with the reason in
+    /// `problem`, when there is none or it cannot be told which.
+    [[nodiscard]] std::vector<DeviceEntry> find(const std::string& path, std::string& problem);
+    /// The entry of exactly this path of the service's own spelling (a default folder, a playlist's file).
+    [[nodiscard]] std::optional<DeviceEntry> findWhole(const std::string& path);
+
+    /// What lies directly in a folder: folders, then files, each by name.
+    [[nodiscard]] const std::vector<DeviceEntry>& list(const DeviceEntry& folder);
+    /// Every entry below a folder, folders before what is in them. Ends early when `isStopped` says so.
+    void walk(const DeviceEntry& top, const std::function<bool()>& isStopped,
+              const std::function<void(const DeviceEntry&)>& visit);
+
+    [[nodiscard]] bool isStorage(const DeviceEntry& entry) const { return entry.path == _volumes[entry.storage]; }
+    /// The storage's "diskIndex".
+    [[nodiscard]] std::uint32_t diskIndex(const DeviceEntry& entry) const;
+
+private:
+    [[nodiscard]] DeviceEntry root(std::size_t storage) const;
+    std::vector<DeviceEntry> descend(const DevicePath& path, std::string& problem);
+    std::vector<DeviceEntry> childrenCalled(const DeviceEntry& folder, const std::string& name, bool allowsPattern,
+                                            std::string& problem);
+    void markTwins(std::vector<DeviceEntry>& entries) const;
+
+    DeviceSession& _session;
+    std::vector<std::string> _volumes;
+    std::unordered_map<std::string, std::vector<DeviceEntry>> _listings; ///< by path
+};
+
+} // namespace tool
