@@ -68,10 +68,11 @@ std::optional<StorageState> Store::storage(std::uint32_t storageId) {
 
 StoreResult Store::visitObject(Handle handle, const Visitor& visitor) {
     const Implementation::Operation operation(*_implementation);
-    const StoreNode* const node = _implementation->find(handle);
+    StoreNode* const node = _implementation->find(handle);
     if (node == nullptr) {
         return StoreResult::noSuchObject;
     }
+    _implementation->settlePlaylist(*node);
     visitor(*node);
     return StoreResult::ok;
 }

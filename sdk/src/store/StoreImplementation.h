@@ -70,6 +70,8 @@ public:
 
     [[nodiscard]] std::vector<Handle> references(StoreNode& node);
     void setReferences(StoreNode& node, const std::vector<Handle>& references);
+    /// Before somebody looks at a playlist's file: it says what its list says.
+    void settlePlaylist(StoreNode& node);
 
     std::uint64_t addListener(Listener listener);
     void removeListener(std::uint64_t listener);

@@ -89,9 +89,7 @@ StoreResult Store::Implementation::openFile(StoreNode& node, int& descriptor, st
     if (node.isFolder()) {
         return StoreResult::isFolder;
     }
-    if (_unwritten.erase(node.handle) != 0) {
-        writePlaylist(node);
-    }
+    settlePlaylist(node);
     const int folder = _descriptors.descriptor(*node.above);
     descriptor = platform::retryInterrupted(
         [&] { return ::openat(folder, node.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); });

@@ -10,6 +10,18 @@
 
 namespace mtpsdk {
 
+namespace {
+
+/// What a file holds; one byte more than `expected` is enough to tell that it holds something else.
+std::string contentOf(int file, std::size_t expected) {
+    std::string content(expected + 1, '\0');
+    const ssize_t count = platform::retryInterrupted([&] { return ::pread(file, content.data(), content.size(), 0); });
+    content.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return content;
+}
+
+} // namespace
+
 std::vector<Handle> Store::Implementation::references(StoreNode& node) {
     std::vector<Handle> listed = _database.references(node.handle);
     std::erase_if(listed, [this](Handle handle) { return find(handle) == nullptr; });
@@ -38,16 +50,30 @@ std::string Store::Implementation::pathOf(const StoreNode& node) const {
     return path;
 }
 
-/// The list that a person can read: one path on the device a line. The database's list is what counts; this file is
-/// written when the content rests.
+void Store::Implementation::settlePlaylist(StoreNode& node) {
+    const bool behind = _unwritten.erase(node.handle) != 0;
+    // Files that were renamed or removed meanwhile change the text, too. A file that never got a list is somebody's
+    // own and stays as it is.
+    if (behind ||
+        (node.format == FormatCode::AbstractAudioVideoPlaylist && !_database.references(node.handle).empty())) {
+        writePlaylist(node);
+    }
+}
+
+/// The list that a person can read: one path on the device a line. The database's list is what counts: what a person
+/// writes into the file is not read back. It is written when the content rests, and when somebody looks at it.
 void Store::Implementation::writePlaylist(StoreNode& node) {
     std::string text;
     for (const Handle handle : references(node)) {
         text += pathOf(*find(handle)) + "\n";
     }
     const platform::Descriptor file(::openat(_descriptors.descriptor(*node.above), node.name.c_str(),
-                                             O_WRONLY | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!file || ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+                                             O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (file && contentOf(file.get(), text.size()) == text) {
+        return;
+    }
+    if (!file || ::ftruncate(file.get(), 0) != 0 ||
+        ::pwrite(file.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) {
         QD_LOG(3, "virtual device: cannot write the playlist %@", pathOf(node));
     }
     DirectoryEntry entry;

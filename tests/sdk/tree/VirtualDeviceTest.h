@@ -82,6 +82,12 @@ protected:
         }
         return _storage;
     }
+    /// Gives the device back with all its nodes; what is asked for next opens it anew.
+    void close() {
+        EXPECT_EQ(mtpReleaseDeviceList(device()), DGSTATUS_SUCCESS);
+        _device = nullptr;
+        _storage = nullptr;
+    }
     _MTP_COMMON_NODE* root() { return &storage()->header; }
     _MTP_STORAGE_NODE* card() {
         _MTP_STORAGE_NODE* next = nullptr;
