@@ -151,4 +151,85 @@ TEST_F(VirtualDeviceTest, staleIDsDeleteNothingElse) {
     EXPECT_FALSE(fs::exists(onCard("Music/song.mp3")));
 }
 
+/// The playlists of the card, and its two songs.
+class PlaylistOperations : public VirtualDeviceTest {
+protected:
+    PlaylistOperations() {
+        for (const char* path : {"/My Phone/Card/Music/song.mp3", "/My Phone/Card/Music/Rock/deep.mp3"}) {
+            songs.push_back(reinterpret_cast<_MTP_FILE_NODE*>(control.fileNodeAtPath(device, head, path, nullptr)));
+        }
+        lists = &control.createFolder(&card->header, "Playlists", &error)->header;
+    }
+    std::vector<_MTP_FILE_NODE*> files() { return control.enumeratorFileNodeAtPlaylist(device, card, "mix"); }
+
+    std::vector<_MTP_FILE_NODE*> songs;
+    _MTP_COMMON_NODE* lists = nullptr;
+};
+
+TEST_F(PlaylistOperations, listsTellWhatIsThere) {
+    EXPECT_EQ(control.enumeratorPlaylistNames(device, card), platform::Array());
+    EXPECT_EQ(control.enumeratorPlaylistNames(device, nullptr), std::nullopt);
+    const std::vector<_MTP_FILE_NODE*> written = {songs[1], nullptr, songs[0], songs[1]};
+    _MTP_PLAYLIST_NODE* mix = nullptr;
+    ASSERT_EQ(control.setPlayListInfo(lists, "Mix", written, &mix), DGSTATUS_SUCCESS);
+    _MTP_PLAYLIST_NODE* again = nullptr;
+    EXPECT_EQ(control.setPlayListInfo(lists, "MIX", {}, &again), DGSTATUS_NODE_FILE_DUPNAME_EXISTED);
+    EXPECT_EQ(again, mix);
+    EXPECT_EQ(control.setPlayListInfo(nullptr, "Mix", {}, nullptr), DGSTATUS_UNSUCCESSFUL);
+    EXPECT_EQ(control.searchPlaylistName(device, card, "mIx"), mix);
+    EXPECT_EQ(control.searchPlaylistName(device, card, "Mix.pla"), nullptr);
+    EXPECT_EQ(files(), (std::vector{songs[1], songs[0], songs[1]}));
+
+    const auto names = control.enumeratorPlaylistNameInfo(device, card, "/My Phone/Card/Playlists");
+    ASSERT_TRUE(names && names->size() == 1);
+    const platform::Dictionary& info = *names->front().dictionary();
+    EXPECT_EQ(info.string("PlaylistName"), "Mix");
+    EXPECT_EQ(info.string("FilePath"), "/My Phone/Card/Playlists/Mix.pla");
+    EXPECT_EQ(info.string("NodeID"), MtpControl::nodeIDText(mix));
+    EXPECT_EQ(info.uint32("ObjectID"), std::uint32_t{mix->header.Id});
+    EXPECT_EQ(info.uint32("FileCount"), 3U);
+
+    const auto content = control.enumeratorPlaylistInfo(device, card, "MIX", "/My Phone/Card");
+    ASSERT_TRUE(content && content->size() == 1);
+    const platform::Array* children = content->front().dictionary()->array("children");
+    ASSERT_TRUE(children != nullptr && children->size() == 3);
+    const platform::Dictionary& child = *children->front().dictionary();
+    EXPECT_EQ(child.string("FileName"), "deep.mp3");
+    EXPECT_EQ(child.string("FilePath"), "/My Phone/Card/Music/Rock/deep.mp3");
+    EXPECT_EQ(child.string("NodeID"), MtpControl::nodeIDText(songs[1]));
+    EXPECT_EQ(child.uint64("FileSize"), 4U);
+    EXPECT_EQ(control.enumeratorPlaylistInfo(device, card, "Other", "/My Phone/Card"), std::nullopt);
+}
+
+TEST_F(PlaylistOperations, singleFilesComeAndGo) {
+    _MTP_PLAYLIST_NODE* mix = nullptr;
+    ASSERT_EQ(control.setPlayListInfo(lists, "Mix", {}, &mix), DGSTATUS_SUCCESS);
+    const NodeID none;
+    const NodeID mixID = MtpControl::nodeIDText(mix);
+    const NodeID song = MtpControl::nodeIDText(songs[0]);
+    const char* const deep = "/My Phone/Card/Music/Rock/deep.mp3";
+    EXPECT_TRUE(control.updateMediaFileToPlaylist(device, card, "MIX", song, std::nullopt, &error));
+    EXPECT_EQ(error, 0U);
+    EXPECT_TRUE(control.updateMediaFileToPlaylist(device, card, mixID, "", none, deep, nullptr));
+    EXPECT_TRUE(control.updateMediaFileToPlaylist(device, card, "mix", song, std::nullopt, &error));
+    EXPECT_EQ(files(), (std::vector{songs[0], songs[1], songs[0]}));
+    EXPECT_FALSE(control.updateMediaFileToPlaylist(device, card, "mix", none, "/My Phone/Card/Music/no.mp3", &error));
+    EXPECT_EQ(error, static_cast<std::uint32_t>(DGSTATUS_NODE_IS_NOT_EXISTED));
+    EXPECT_FALSE(control.updateMediaFileToPlaylist(device, card, "other", songs, &error));
+    EXPECT_EQ(error, static_cast<std::uint32_t>(DGSTATUS_NODE_IS_NOT_EXISTED));
+    EXPECT_TRUE(control.deleteMediaFileAtPlaylist(device, card, "mix", song, std::nullopt, &error));
+    EXPECT_EQ(files(), (std::vector{songs[1], songs[0]}));
+    EXPECT_TRUE(control.deleteMediaFileAtPlaylist(device, card, mixID, "mix", none, deep, &error));
+    EXPECT_FALSE(control.deleteMediaFileAtPlaylist(device, card, "mix", none, deep, &error));
+    EXPECT_EQ(error, static_cast<std::uint32_t>(DGSTATUS_NOT_MATCHED_FILENODE));
+    EXPECT_EQ(files(), (std::vector{songs[0]}));
+    // The service renames and deletes them by node ID.
+    EXPECT_TRUE(control.renameItemAtPath(device, head, mixID, "Mix", "Evening", &error));
+    EXPECT_TRUE(fs::exists(onCard("Playlists/Evening.pla")));
+    EXPECT_TRUE(control.deleteItemAtPath(device, head, mixID, std::nullopt, &error));
+    EXPECT_FALSE(fs::exists(onCard("Playlists/Evening.pla")));
+    EXPECT_EQ(control.searchPlaylistName(device, card, "Evening"), nullptr);
+    control.releaseMTPPlaylist(nullptr);
+}
+
 } // namespace
