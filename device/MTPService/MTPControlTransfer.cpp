@@ -91,11 +91,20 @@ bool sendMedia(MtpControl& control, const MediaSend& how, _MTP_COMMON_NODE* pare
     return result.report(status, file);
 }
 
+/// The node of the text if it can still take files. A handle that an application kept may have died meanwhile, or name
+/// anything: nothing but a live folder or storage is sent into.
+_MTP_COMMON_NODE* parentFromText(MtpControl& control, const MtpControl::NodeID& text) {
+    _MTP_COMMON_NODE* node = MtpControl::nodeFromText(text);
+    const bool usable = node != nullptr && control.checkNodeExist(node) &&
+                        (node->Signature == MTP_SIGNATURE_FOLDER || node->Signature == MTP_SIGNATURE_STORAGE);
+    return usable ? node : nullptr;
+}
+
 /// The folder that a send goes into: the node given, else the folder of the destination, made where it is missing.
 _MTP_COMMON_NODE* sendParent(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead,
                              const MtpControl::NodeID& folderNode, const MtpControl::Text& destination,
                              std::uint32_t* error) {
-    _MTP_COMMON_NODE* parent = MtpControl::nodeFromText(folderNode);
+    _MTP_COMMON_NODE* parent = parentFromText(control, folderNode);
     return parent != nullptr ? parent : control.checkCreateFolder(device, &storageHead, destination, error);
 }
 
@@ -250,8 +259,7 @@ _MTP_COMMON_NODE* MtpControl::cachedFolder(const std::string& path) {
 _MTP_COMMON_NODE* MtpControl::parentInStorage(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
                                               const NodeID& parentNode, const std::string& destination,
                                               std::uint32_t* error) {
-    _MTP_COMMON_NODE* given = nodeFromText(parentNode);
-    if (given != nullptr && checkNodeExist(given)) {
+    if (_MTP_COMMON_NODE* given = parentFromText(*this, parentNode)) {
         return given;
     }
     if (_MTP_COMMON_NODE* cached = cachedFolder(destination)) {

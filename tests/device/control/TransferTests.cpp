@@ -57,8 +57,10 @@ TEST_F(TransferTest, sendsWithMetadataByPath) {
 
 TEST_F(TransferTest, parentByIDAloneOrElseByPath) {
     EXPECT_TRUE(sendMediaEx(id(card), &data, "nowhere"));
-    EXPECT_EQ(library.takeCalls().front(), "mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, Card, record 6, callback)");
-    for (const char* none : {"0", "", "no number", "FFFFFFF0"}) {
+    EXPECT_EQ(library.takeChanges().front(), "mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, Card, record 6, callback)");
+    // What names no live folder or storage, a file or the device, say, is no place to send to.
+    for (const std::string& none :
+         {std::string("0"), std::string(), std::string("no number"), std::string("FFFFFFF0"), id(song), id(device)}) {
         EXPECT_TRUE(sendMediaEx(none, &data, target)) << none;
         EXPECT_EQ(library.takeChanges().front(), "mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, Music, record 6, callback)");
     }
@@ -181,7 +183,10 @@ TEST_F(TransferTest, foldersOfSendsWithinAStorageAreCached) {
               (Calls{"libIsExist(New, 3)", "mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, New, record 6, callback)",
                      "mtpReleaseMediaFileInfo()"}));
     EXPECT_TRUE(sendWithin(id(music), "/My Phone/Card/New/c.mp3")); // an ID goes before the cache
-    EXPECT_EQ(library.takeChanges().front(), "mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, Music, record 6, callback)");
+    EXPECT_TRUE(sendWithin(id(song), "/My Phone/Card/New/c.mp3"));  // but the ID of a file is none of a folder
+    EXPECT_EQ(library.takeChanges(),
+              (Calls{"mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, Music, record 6, callback)", "mtpReleaseMediaFileInfo()",
+                     "mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, New, record 6, callback)", "mtpReleaseMediaFileInfo()"}));
 
     library.kill(library.childrenOf(card).folders.back()); // a cached folder that is gone is made anew
     EXPECT_TRUE(sendWithin(std::nullopt, "/My Phone/Card/New/d.mp3"));
