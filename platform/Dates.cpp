@@ -3,8 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <cstdlib>
 #include <ctime>
 #include <limits>
+#include <mutex>
 
 namespace platform {
 
@@ -46,9 +48,45 @@ bool hasForm(std::string_view text) {
     return true;
 }
 
-} // namespace
+/// Makes the C library use the time zone that is set now: a changed TZ at once, a changed system setting within a
+/// second, since looking for that one asks the file system. Answers a number that changes whenever the zone may have
+/// changed.
+std::uint64_t refreshTimeZone() {
+    using Clock = std::chrono::steady_clock;
+    static std::mutex mutex;
+    static std::optional<std::string> known;
+    static Clock::time_point next;
+    static std::uint64_t generation = 0;
+    const char* const variable = std::getenv("TZ");
+    const Clock::time_point now = Clock::now();
+    const std::lock_guard lock(mutex);
+    const bool same = variable != nullptr ? known == variable : !known;
+    if (generation == 0 || !same || now >= next) {
+        known = variable != nullptr ? std::optional<std::string>(variable) : std::nullopt;
+        next = now + std::chrono::seconds(1);
+        ++generation;
+        ::tzset();
+    }
+    return generation;
+}
 
-std::optional<Date> dateFromLocalCalendar(const CalendarDate& calendar) {
+/// A real date of modern times as if it were UTC; nullopt for fields out of range. Before 1973 some zones changed their
+/// offset, or had one, on odd seconds.
+std::optional<std::chrono::sys_seconds> plainSeconds(const CalendarDate& calendar) {
+    const std::chrono::year_month_day day(std::chrono::year(calendar.year),
+                                          std::chrono::month(static_cast<unsigned>(calendar.month)),
+                                          std::chrono::day(static_cast<unsigned>(calendar.day)));
+    const bool plain = calendar.year >= 1973 && calendar.year <= 9999 && day.ok() && calendar.hour >= 0 &&
+                       calendar.hour < 24 && calendar.minute >= 0 && calendar.minute < 60 && calendar.second >= 0 &&
+                       calendar.second < 60;
+    if (!plain) {
+        return std::nullopt;
+    }
+    return std::chrono::sys_days(day) + std::chrono::hours(calendar.hour) + std::chrono::minutes(calendar.minute) +
+           std::chrono::seconds(calendar.second);
+}
+
+std::optional<Date> calendarTime(const CalendarDate& calendar) {
     if (calendar.year < std::numeric_limits<int>::min() + firstYear ||
         calendar.month == std::numeric_limits<int>::min()) {
         return std::nullopt;
@@ -70,10 +108,38 @@ std::optional<Date> dateFromLocalCalendar(const CalendarDate& calendar) {
     return Date{std::chrono::sys_seconds(std::chrono::seconds(seconds))};
 }
 
+} // namespace
+
+// The files of a folder are mostly of about the same time, and zones change their offset on the border of a quarter of
+// an hour only: the C calendar, which asks the file system for the time zone each time, is asked once per quarter.
+std::optional<Date> dateFromLocalCalendar(const CalendarDate& calendar) {
+    struct Quarter {
+        std::uint64_t zone = 0;
+        std::chrono::sys_seconds start{};
+        std::chrono::seconds offset{};
+    };
+    thread_local Quarter last;
+    const auto plain = plainSeconds(calendar);
+    if (!plain) {
+        return calendarTime(calendar);
+    }
+    constexpr std::chrono::minutes quarter{15};
+    const auto start = *plain - plain->time_since_epoch() % quarter;
+    const std::uint64_t zone = refreshTimeZone();
+    if (last.zone == zone && last.start == start) {
+        return Date{*plain - last.offset};
+    }
+    const auto date = calendarTime(calendar);
+    if (date) {
+        last = {zone, start, *plain - date->time};
+    }
+    return date;
+}
+
 CalendarDate localCalendarFromDate(const Date& date) {
     const std::time_t seconds = date.time.time_since_epoch().count();
     std::tm fields{};
-    ::tzset(); // localtime_r need not notice a change of the time zone itself
+    (void) refreshTimeZone(); // localtime_r need not notice a change of the time zone itself
     if (!::localtime_r(&seconds, &fields) || fields.tm_year > std::numeric_limits<int>::max() - firstYear) {
         return {};
     }

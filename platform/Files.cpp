@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <vector>
 
@@ -24,24 +25,34 @@ std::error_code regularFileError(const struct stat& information) {
     return std::make_error_code(S_ISDIR(information.st_mode) ? std::errc::is_a_directory : std::errc::invalid_argument);
 }
 
-std::error_code openRegularFile(const Descriptor& source) {
+std::error_code openRegularFile(const Descriptor& source, std::uint64_t& size) {
     struct stat information {};
     if (!source || ::fstat(source.get(), &information) != 0) {
         return lastSystemError();
     }
+    size = static_cast<std::uint64_t>(information.st_size);
     return regularFileError(information);
 }
 
 /// Copies in the kernel for as long as the file systems go along; what is left, or goes wrong, is copyBlocks' affair.
-void copyRanges(int from, int to) {
-    constexpr std::size_t longest = std::size_t{1} << 30;
-    while (retryInterrupted([&] { return ::copy_file_range(from, nullptr, to, nullptr, longest, 0); }) > 0) {
+void copyRanges(int from, int to, std::uint64_t size) {
+    constexpr std::uint64_t longest = std::uint64_t{1} << 30;
+    while (size > 0) {
+        const auto wanted = static_cast<std::size_t>(std::min(size, longest));
+        const ssize_t copied =
+            retryInterrupted([&] { return ::copy_file_range(from, nullptr, to, nullptr, wanted, 0); });
+        if (copied <= 0) {
+            return;
+        }
+        size -= static_cast<std::uint64_t>(copied);
     }
 }
 
-/// Copies from the current position to the end.
+/// Copies from the current position to the end, which the file may have moved meanwhile.
 std::error_code copyBlocks(int from, AtomicFile& to) {
-    std::vector<std::byte> block(std::size_t{256} * 1024);
+    constexpr std::size_t smallest = 4096;
+    constexpr std::size_t largest = std::size_t{256} * 1024;
+    std::vector<std::byte> block(smallest); // mostly all that is left is the end
     for (;;) {
         const ssize_t size = retryInterrupted([&] { return ::read(from, block.data(), block.size()); });
         if (size < 0) {
@@ -53,6 +64,7 @@ std::error_code copyBlocks(int from, AtomicFile& to) {
         if (const auto error = to.write(std::span(block).first(static_cast<std::size_t>(size)))) {
             return error;
         }
+        block.resize(largest);
     }
 }
 
@@ -103,7 +115,8 @@ std::error_code copyFile(const std::string& from, const std::string& to) {
     // Not blocking: a pipe must be refused, not waited for.
     const Descriptor source(
         retryInterrupted([&] { return ::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
-    if (const auto error = openRegularFile(source)) {
+    std::uint64_t size = 0;
+    if (const auto error = openRegularFile(source, size)) {
         return error;
     }
     AtomicFile target;
@@ -111,7 +124,7 @@ std::error_code copyFile(const std::string& from, const std::string& to) {
         return error;
     }
     if (::ioctl(target.descriptor(), FICLONE, source.get()) != 0) {
-        copyRanges(source.get(), target.descriptor());
+        copyRanges(source.get(), target.descriptor(), size);
         if (const auto error = copyBlocks(source.get(), target)) {
             return error;
         }

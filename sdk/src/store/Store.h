@@ -107,6 +107,7 @@ private:
     friend class Store::Implementation;
     IncomingObject(std::shared_ptr<Store> store, NewStoreObject object, Handle handle, std::uint64_t room);
     [[nodiscard]] bool openFile();
+    [[nodiscard]] bool closeFile();
     void discard();
 
     std::shared_ptr<Store> _store;
@@ -115,6 +116,7 @@ private:
     std::uint64_t _room; ///< bytes that may come at most
     std::uint64_t _written = 0;
     int _descriptor = -1;
+    bool _arriving = false; ///< the file is in the folder of arriving files
     bool _committed = false;
     std::string _temporary; ///< its name in the folder of arriving files
 };

@@ -178,8 +178,8 @@ bool StoreDatabase::openFile(const std::string& path, std::string& error, bool& 
     if (status == SQLITE_OK) {
         sqlite3_busy_timeout(_database, busyMilliseconds);
         // Exclusive: one process owns a device. Normal: the files' own safety does not wait for the disk here.
-        const bool ready = execute(_database, "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = WAL; "
-                                              "PRAGMA synchronous = NORMAL; PRAGMA cache_size = -8000; "
+        const bool ready = execute(_database, "PRAGMA locking_mode = EXCLUSIVE; PRAGMA synchronous = NORMAL; "
+                                              "PRAGMA journal_mode = WAL; PRAGMA cache_size = -8000; "
                                               "BEGIN IMMEDIATE");
         const int version = ready ? layoutVersionOf(_database) : 0;
         if (ready && version != 0 && version != layoutVersion) {

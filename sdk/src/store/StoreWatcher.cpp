@@ -2,6 +2,7 @@
 #include "store/StoreWatcher.h"
 
 #include <array>
+#include <climits>
 #include <cstring>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -18,6 +19,7 @@ constexpr std::uint32_t watchedChanges =
 constexpr int gatherMilliseconds = 40;
 constexpr int laterMilliseconds = 250;
 constexpr std::size_t bufferSize = 64 * 1024;
+constexpr std::size_t longestNotice = sizeof(inotify_event) + NAME_MAX + 1;
 
 void waitFor(std::array<pollfd, 2>& descriptors, nfds_t count, int milliseconds) {
     for (pollfd& each : descriptors) {
@@ -125,6 +127,10 @@ std::vector<StoreWatcher::Notice> StoreWatcher::take() {
             } else if (event.len != 0) {
                 notices.push_back({event.wd, (event.mask & IN_CREATE) != 0, name});
             }
+        }
+        // As many as fit are given: where one more would have fitted, there was none.
+        if (static_cast<std::size_t>(size) <= buffer.size() - longestNotice) {
+            return notices;
         }
     }
 }

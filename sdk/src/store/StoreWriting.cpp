@@ -12,6 +12,7 @@
 #include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace mtpsdk {
 
@@ -179,10 +180,14 @@ IncomingObject::~IncomingObject() {
     discard();
 }
 
+bool IncomingObject::closeFile() {
+    const int descriptor = std::exchange(_descriptor, -1);
+    return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
+}
+
 void IncomingObject::discard() {
-    if (_descriptor >= 0) {
-        ::close(_descriptor);
-        _descriptor = -1;
+    (void) closeFile();
+    if (std::exchange(_arriving, false)) {
         (void) ::unlinkat(_store->_implementation->arrivals(), _temporary.c_str(), 0);
     }
 }
@@ -193,6 +198,7 @@ bool IncomingObject::openFile() {
             return ::openat(_store->_implementation->arrivals(), _temporary.c_str(),
                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
         });
+        _arriving = _descriptor >= 0;
     }
     return _descriptor >= 0;
 }
@@ -231,8 +237,10 @@ StoreResult IncomingObject::commit() {
         const timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(_object.modified), 0}};
         (void) ::futimens(_descriptor, times);
     }
-    StoreResult result = StoreResult::ok;
-    {
+    // Closed before it is moved: some file systems report a full disk only here, and in its folder a file that is
+    // closed would be noticed as one that somebody wrote.
+    StoreResult result = closeFile() ? StoreResult::ok : resultOf(errno);
+    if (result == StoreResult::ok) {
         const Store::Implementation::Operation operation(*_store->_implementation);
         result = _store->_implementation->adopt(_object, _handle, _temporary);
     }
@@ -240,8 +248,7 @@ StoreResult IncomingObject::commit() {
         discard();
         return result;
     }
-    ::close(_descriptor);
-    _descriptor = -1;
+    _arriving = false;
     _committed = true;
     return StoreResult::ok;
 }

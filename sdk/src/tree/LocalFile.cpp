@@ -17,6 +17,9 @@
 namespace mtpsdk {
 namespace {
 
+/// Smaller files are read at once.
+constexpr std::uint64_t readAheadFrom = 1 << 20;
+
 bool exists(const std::string& path) {
     struct stat found {};
     return lstat(path.c_str(), &found) == 0 || errno != ENOENT;
@@ -34,10 +37,8 @@ std::string entryLike(const std::string& folder, const std::string& name) {
     return name;
 }
 
+/// The path as the disk spells it, for one that is there under another composition.
 std::string pathOnDisk(const std::string& path) {
-    if (exists(path)) {
-        return path;
-    }
     std::string found;
     for (const std::string& component : platform::pathComponents(path)) {
         const std::string folder = found;
@@ -74,7 +75,11 @@ LocalFile::~LocalFile() {
 
 DGSTATUS LocalFile::open(const std::string& path) {
     // Not blocking, so that a pipe which nobody writes to is refused rather than waited for.
-    _descriptor = ::open(pathOnDisk(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    constexpr int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK;
+    _descriptor = ::open(path.c_str(), flags);
+    if (_descriptor < 0 && !exists(path)) {
+        _descriptor = ::open(pathOnDisk(path).c_str(), flags);
+    }
     if (_descriptor < 0) {
         const DGSTATUS status = statusOfOpening({errno, std::generic_category()});
         return status == DGSTATUS_FILE_ACCESS_DENIED ? status : DGSTATUS_FILE_OPEN_FAILED;
@@ -85,7 +90,9 @@ DGSTATUS LocalFile::open(const std::string& path) {
     }
     _size = static_cast<std::uint64_t>(found.st_size);
     _modified = found.st_mtime;
-    posix_fadvise(_descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+    if (_size > readAheadFrom) {
+        posix_fadvise(_descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+    }
     return DGSTATUS_SUCCESS;
 }
 
