@@ -52,17 +52,18 @@ protected:
     static bool isExisting(const void* node) {
         return libIsExist(static_cast<const _MTP_COMMON_NODE*>(node), MTP_SIGNATURE_PLAYLIST) != 0;
     }
-    /// "name (number of files)" of the storage's playlists.
+    /// "name (number of files)" of the storage's playlists; "failed" behind where the list broke off.
     Names playlists(_MTP_STORAGE_NODE* of = nullptr) {
         _MTP_PLAYLIST_NODE* node = nullptr;
         Names names;
         DGSTATUS status = mtpGetPlaylistHead(of == nullptr ? storage() : of, &node);
         while (status == DGSTATUS_SUCCESS) {
-            EXPECT_TRUE(isExisting(node));
             names.push_back(text(node->name) + " (" + std::to_string(node->fileCount) + ")");
             status = mtpGetNextPlaylistNode(node, &node);
         }
-        EXPECT_EQ(status, DGSTATUS_NO_MORE_DATA);
+        if (status != DGSTATUS_NO_MORE_DATA) {
+            names.push_back("failed"); // an event may have changed the list on the way
+        }
         return names;
     }
     _MTP_PLAYLIST_NODE* found(const std::string& name) {
