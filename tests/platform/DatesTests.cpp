@@ -36,6 +36,26 @@ TEST(Dates, localCalendarFollowsTheSystemTimeZone) {
     }
 }
 
+// Answers are remembered for a quarter of an hour of the calendar: never across a change of the zone or of its offset.
+TEST(Dates, rememberedOffsetsFollowTheZone) {
+    const CalendarDate noon{2024, 7, 15, 12, 0, 0};
+    for (const auto& [name, seconds] :
+         {std::pair(centralEurope, 1721037600), std::pair("UTC0", 1721044800), std::pair(centralEurope, 1721037600)}) {
+        const tests::ScopedEnvironment zone("TZ", name);
+        EXPECT_EQ(platform::dateFromLocalCalendar(noon), at(seconds)) << name;
+        EXPECT_EQ(platform::localCalendarFromDate(at(seconds)), noon) << name;
+    }
+    const tests::ScopedEnvironment zone("TZ", centralEurope); // clocks go from 2:00 to 3:00 on 2024-03-31
+    const std::pair<CalendarDate, int> rows[] = {{{2024, 3, 31, 1, 50, 0}, 1711846200},
+                                                 {{2024, 3, 31, 1, 59, 59}, 1711846799},
+                                                 {{2024, 3, 31, 3, 0, 0}, 1711846800},
+                                                 {{2024, 3, 31, 3, 14, 59}, 1711847699},
+                                                 {{2024, 3, 31, 1, 59, 59}, 1711846799}};
+    for (const auto& [calendar, seconds] : rows) {
+        EXPECT_EQ(platform::dateFromLocalCalendar(calendar), at(seconds)) << seconds;
+    }
+}
+
 TEST(Dates, fieldsOutOfRangeCarryOverAndImpossibleOnesAreRefused) {
     const tests::ScopedEnvironment zone("TZ", "UTC0");
     EXPECT_EQ(platform::dateFromLocalCalendar({2023, 2, 29, 24, 60, 0}),
