@@ -3,6 +3,10 @@
 
 #include "devices/VirtualDevices.h"
 
+#ifdef MTPSERVICE_HAS_USB
+#include "devices/UsbDevices.h"
+#endif
+
 #include <utility>
 
 namespace mtpsdk {
@@ -12,6 +16,9 @@ DeviceRegistry& DeviceRegistry::shared() {
     static auto& registry = *[] {
         auto* const made = new DeviceRegistry;
         made->addSource(VirtualDevices::shared());
+#ifdef MTPSERVICE_HAS_USB
+        made->addSource(std::make_shared<UsbDevices>());
+#endif
         return made;
     }();
     return registry;

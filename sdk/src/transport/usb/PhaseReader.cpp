@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "transport/usb/PhaseReader.h"
+
+#include "mtp/Container.h"
+
+#include <algorithm>
+
+namespace mtpsdk {
+namespace {
+
+/// Large enough for most datasets, small enough to cost nothing where a response of 12 bytes comes.
+constexpr std::size_t firstRead = std::size_t{16} * 1024;
+/// Zero-length packets in front of a phase; more mean that nothing sensible comes.
+constexpr int maximumEmptyBlocks = 8;
+
+std::size_t wholePackets(std::uint64_t bytes, std::size_t packet) {
+    return static_cast<std::size_t>((bytes + packet - 1) / packet * packet);
+}
+
+std::optional<std::uint64_t> toldLength(std::span<const std::byte> start) {
+    const auto header = decodeHeader(start);
+    if (!header || header->length < containerHeaderSize || header->length == containerLengthUnknown) {
+        return std::nullopt;
+    }
+    return header->length;
+}
+
+} // namespace
+
+std::size_t PhaseReader::wanted(const Phase& phase) const {
+    const std::size_t block = _pipe.blockSize();
+    if (phase.received == 0) {
+        // Until the header is here nobody knows how much to ask for.
+        return _pipe.inFlight() == 0 ? std::min(wholePackets(firstRead, _pipe.packetSize()), block) : 0;
+    }
+    if (!phase.length) {
+        return block;
+    }
+    const std::uint64_t missing = *phase.length - std::min(*phase.length, phase.received + phase.asked);
+    return missing >= block ? block : wholePackets(missing, _pipe.packetSize());
+}
+
+PipeResult PhaseReader::post(Phase& phase) {
+    while (!_pipe.buffer().empty()) {
+        const std::size_t size = wanted(phase);
+        if (size == 0) {
+            break;
+        }
+        const PipeResult result = _pipe.submit(size);
+        if (result != PipeResult::done) {
+            const bool enough = result == PipeResult::full && _pipe.inFlight() > 0;
+            return enough ? PipeResult::done : result;
+        }
+        phase.asked += size;
+    }
+    return PipeResult::done;
+}
+
+BulkPipe::Block PhaseReader::next(Phase& phase, std::chrono::milliseconds patience) {
+    BulkPipe::Block block;
+    if (!_stash.empty()) {
+        _current = std::move(_stash.front());
+        _stash.pop_front();
+        block.data = _current.bytes;
+        block.isShort = _current.isShort;
+        return block;
+    }
+    block.result = post(phase);
+    if (block.result == PipeResult::done) {
+        block = _pipe.take(patience);
+        phase.asked -= block.result == PipeResult::timedOut ? 0 : block.asked;
+    }
+    return block;
+}
+
+bool PhaseReader::take(Phase& phase, const BulkPipe::Block& block, const BlockSink& sink) {
+    if (phase.received == 0) {
+        phase.length = toldLength(block.data);
+    }
+    std::span<std::byte> part = block.data;
+    bool isShort = block.isShort;
+    if (phase.length && phase.received + part.size() > *phase.length) {
+        part = part.first(static_cast<std::size_t>(*phase.length - phase.received));
+        const auto beyond = block.data.subspan(part.size());
+        _stash.push_front({{beyond.begin(), beyond.end()}, isShort});
+        isShort = false;
+    }
+    phase.received += part.size();
+    const bool onlyHeader = phase.received == containerHeaderSize && phase.length && *phase.length > phase.received;
+    phase.ended = (phase.length && phase.received >= *phase.length) || (isShort && !onlyHeader);
+    return part.empty() || sink(part);
+}
+
+PipeResult PhaseReader::receive(const BlockSink& sink, std::chrono::milliseconds patience) {
+    Phase phase;
+    for (int emptyBlocks = 0; !phase.ended;) {
+        const BulkPipe::Block block = next(phase, patience);
+        if (block.result != PipeResult::done) {
+            return giveUp(block.result);
+        }
+        if (phase.received == 0 && block.data.empty()) {
+            // The zero-length packet behind the phase before this one.
+            if (++emptyBlocks > maximumEmptyBlocks) {
+                return giveUp(PipeResult::failed);
+            }
+            continue;
+        }
+        if (!take(phase, block, sink)) {
+            return giveUp(PipeResult::stopped);
+        }
+    }
+    stashReadAhead();
+    return PipeResult::done;
+}
+
+void PhaseReader::stashReadAhead() {
+    if (_pipe.inFlight() == 0) {
+        return;
+    }
+    _pipe.cancel();
+    while (_pipe.inFlight() > 0) {
+        const BulkPipe::Block block = _pipe.take(std::chrono::hours(1));
+        if (!block.data.empty()) {
+            _stash.push_back({{block.data.begin(), block.data.end()}, block.isShort});
+        }
+    }
+}
+
+PipeResult PhaseReader::giveUp(PipeResult result) {
+    abandon(_pipe);
+    _stash.clear();
+    return result;
+}
+
+PipeResult PhaseReader::drain(std::chrono::milliseconds silence, std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    _stash.clear();
+    for (;;) {
+        PipeResult result = _pipe.submit(_pipe.blockSize());
+        if (result == PipeResult::done) {
+            result = _pipe.take(silence).result;
+        }
+        if (result == PipeResult::timedOut) {
+            abandon(_pipe);
+            return PipeResult::done;
+        }
+        if (result != PipeResult::done || std::chrono::steady_clock::now() > end) {
+            return giveUp(result == PipeResult::done ? PipeResult::timedOut : result);
+        }
+    }
+}
+
+} // namespace mtpsdk

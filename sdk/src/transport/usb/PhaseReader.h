@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "transport/Transport.h"
+#include "transport/usb/BulkPipe.h"
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace mtpsdk {
+
+/// Cuts what the bulk-in endpoint yields into phases. The container's own length says how much to ask for, so that
+/// several reads are in flight and none is left posted behind the end; a phase whose length is not told, or is a lie,
+/// ends with a short packet, and what was read ahead belongs to the next one.
+///
+/// Devices differ: some send the header in a packet of its own, some forget the zero-length packet behind a phase of
+/// whole packets and some send one where none is due. All of them are understood.
+class PhaseReader {
+public:
+    explicit PhaseReader(BulkPipe& pipe)
+        : _pipe(pipe) {}
+
+    /// Reads one phase; `patience` is how long the line may be silent. Anything but done forgets what was read ahead.
+    [[nodiscard]] PipeResult receive(const BlockSink& sink, std::chrono::milliseconds patience);
+    /// Reads and forgets until the line is silent for `silence`, `limit` at most. gone, or done when it fell silent.
+    [[nodiscard]] PipeResult drain(std::chrono::milliseconds silence, std::chrono::milliseconds limit);
+
+private:
+    struct Stashed {
+        std::vector<std::byte> bytes;
+        bool isShort = false;
+    };
+    struct Phase {
+        std::uint64_t received = 0;
+        std::uint64_t asked = 0;             ///< of the reads in flight
+        std::optional<std::uint64_t> length; ///< with the header; nothing while, or when, it is not known
+        bool ended = false;
+    };
+
+    [[nodiscard]] std::size_t wanted(const Phase& phase) const;
+    [[nodiscard]] PipeResult post(Phase& phase);
+    [[nodiscard]] BulkPipe::Block next(Phase& phase, std::chrono::milliseconds patience);
+    /// Hands a block on, keeping what is beyond the phase's end; false when the sink stops it.
+    [[nodiscard]] bool take(Phase& phase, const BulkPipe::Block& block, const BlockSink& sink);
+    void stashReadAhead();
+    PipeResult giveUp(PipeResult result);
+
+    BulkPipe& _pipe;
+    std::deque<Stashed> _stash;
+    Stashed _current; ///< the stashed block that is being handed on
+};
+
+} // namespace mtpsdk

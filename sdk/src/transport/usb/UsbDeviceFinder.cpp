@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+#include "transport/usb/UsbDeviceFinder.h"
+
+#include "platform/Log.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fmt/format.h>
+#include <fstream>
+#include <libusb.h>
+#include <map>
+#include <mutex>
+#include <system_error>
+
+namespace mtpsdk {
+namespace {
+
+/// Where Linux keeps what it read from each device when it came: names are known without asking anybody.
+const std::filesystem::path& systemDevices() {
+    static const std::filesystem::path path = "/sys/bus/usb/devices";
+    return path;
+}
+
+std::string firstLine(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file, line);
+    return line;
+}
+
+std::string interfaceName(const UsbDevice& found, const UsbInterface& interface) {
+    return firstLine(systemDevices() /
+                     fmt::format("{0}:{1}.{2}", found.port, interface.configuration, interface.number) / "interface");
+}
+
+/// Asks a device without a class whether it calls itself MTP towards other systems. Short waits: some devices answer
+/// nothing at all to a question that they do not know.
+bool hasMicrosoftDescriptor(libusb_device* device) {
+    constexpr std::uint8_t announcementIndex = 0xEE;
+    constexpr std::uint16_t compatibleIdIndex = 4;
+    constexpr unsigned waitMilliseconds = 500;
+    libusb_device_handle* handle = nullptr;
+    if (libusb_open(device, &handle) != LIBUSB_SUCCESS) {
+        return false;
+    }
+    std::array<unsigned char, 256> bytes{};
+    const auto ask = [&](std::uint8_t type, std::uint8_t request, std::uint16_t value, std::uint16_t index) {
+        const int count = libusb_control_transfer(handle, static_cast<std::uint8_t>(LIBUSB_ENDPOINT_IN | type), request,
+                                                  value, index, bytes.data(), bytes.size(), waitMilliseconds);
+        return std::span(bytes).first(static_cast<std::size_t>(std::max(count, 0)));
+    };
+    const auto request =
+        microsoftRequest(ask(LIBUSB_REQUEST_TYPE_STANDARD, LIBUSB_REQUEST_GET_DESCRIPTOR,
+                             static_cast<std::uint16_t>((LIBUSB_DT_STRING << 8) | announcementIndex), 0));
+    const bool found = request && namesMtp(ask(LIBUSB_REQUEST_TYPE_VENDOR, *request, 0, compatibleIdIndex));
+    libusb_close(handle);
+    return found;
+}
+
+/// Asked once each time a device is plugged in.
+bool isMtpByDescriptor(const UsbDevice& found) {
+    static std::mutex mutex;
+    static std::map<std::array<std::uint32_t, 4>, bool> known;
+    const std::lock_guard lock(mutex);
+    const std::array<std::uint32_t, 4> key = {found.bus, found.address, found.vendorId, found.productId};
+    const auto place = known.find(key);
+    if (place != known.end()) {
+        return place->second;
+    }
+    return known[key] = hasMicrosoftDescriptor(found.device.get());
+}
+
+bool isMtp(const UsbDevice& found, const UsbInterface& interface) {
+    if (interface.isStillImage) {
+        return true;
+    }
+    if (interfaceName(found, interface).find("MTP") != std::string::npos) {
+        return true;
+    }
+    return interface.isVendors && interface.interruptIn.address != 0 && isMtpByDescriptor(found);
+}
+
+bool takeInterface(UsbDevice& found) {
+    libusb_config_descriptor* configuration = nullptr;
+    if (libusb_get_active_config_descriptor(found.device.get(), &configuration) != LIBUSB_SUCCESS) {
+        return false;
+    }
+    const std::vector<UsbInterface> interfaces = usableInterfaces(*configuration);
+    libusb_free_config_descriptor(configuration);
+    const auto chosen =
+        std::ranges::find_if(interfaces, [&](const UsbInterface& interface) { return isMtp(found, interface); });
+    if (chosen == interfaces.end()) {
+        return false;
+    }
+    found.interface = *chosen;
+    return true;
+}
+
+bool describe(UsbDevice& found) {
+    libusb_device_descriptor descriptor{};
+    std::array<std::uint8_t, 7> ports{};
+    libusb_device* const device = found.device.get();
+    const int depth = libusb_get_port_numbers(device, ports.data(), ports.size());
+    if (libusb_get_device_descriptor(device, &descriptor) != LIBUSB_SUCCESS || depth <= 0 ||
+        descriptor.bDeviceClass == LIBUSB_CLASS_HUB) {
+        return false;
+    }
+    const auto path = std::span(ports).first(static_cast<std::size_t>(depth));
+    found.bus = libusb_get_bus_number(device);
+    found.address = libusb_get_device_address(device);
+    found.vendorId = descriptor.idVendor;
+    found.productId = descriptor.idProduct;
+    found.locationId = usbLocation(found.bus, path);
+    found.port = usbPortName(found.bus, path);
+    if (!takeInterface(found)) {
+        return false;
+    }
+    const std::filesystem::path folder = systemDevices() / found.port;
+    found.manufacturer = firstLine(folder / "manufacturer");
+    found.product = firstLine(folder / "product");
+    found.serialNumber = firstLine(folder / "serial");
+    return true;
+}
+
+} // namespace
+
+bool anyUsbCandidate() {
+    std::error_code error;
+    for (auto each = std::filesystem::directory_iterator(systemDevices(), error);
+         !error && each != std::filesystem::directory_iterator(); each.increment(error)) {
+        const std::string deviceClass = firstLine(each->path() / "bInterfaceClass");
+        if (deviceClass == "06" || deviceClass == "ff" ||
+            firstLine(each->path() / "interface").find("MTP") != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::vector<UsbDevice> findUsbDevices() {
+    std::vector<UsbDevice> devices;
+    const std::shared_ptr<UsbContext> context = UsbContext::make();
+    if (!context) {
+        return devices;
+    }
+    libusb_device** list = nullptr;
+    const auto count = libusb_get_device_list(context->get(), &list);
+    for (libusb_device* const device : std::span(list, static_cast<std::size_t>(std::max<ssize_t>(count, 0)))) {
+        UsbDevice found;
+        found.context = context;
+        found.device = {libusb_ref_device(device), [context](libusb_device* each) { libusb_unref_device(each); }};
+        if (describe(found)) {
+            devices.push_back(std::move(found));
+        }
+    }
+    if (count >= 0) {
+        libusb_free_device_list(list, 1);
+    }
+    return devices;
+}
+
+} // namespace mtpsdk

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "transport/usb/UsbContext.h"
+#include "transport/usb/UsbInterface.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct libusb_device;
+
+namespace mtpsdk {
+
+/// A device that speaks MTP, as far as it is known without opening it.
+struct UsbDevice {
+    std::shared_ptr<UsbContext> context;
+    std::shared_ptr<libusb_device> device; ///< of the context
+    std::uint32_t locationId = 0;
+    std::uint8_t bus = 0;
+    std::uint8_t address = 0; ///< on the bus; another one each time the device is plugged in
+    std::uint16_t vendorId = 0;
+    std::uint16_t productId = 0;
+    std::string port; ///< the system's own name, like "1-2.3"
+    UsbInterface interface;
+    // What the device calls itself; may be empty.
+    std::string manufacturer;
+    std::string product;
+    std::string serialNumber;
+};
+
+/// Whether any attached device has an interface that could carry MTP: one look at what the system tells of all devices,
+/// much cheaper than findUsbDevices.
+[[nodiscard]] bool anyUsbCandidate();
+/// The MTP devices attached now, by their descriptors and names: the still-image class, an interface named "MTP", or
+/// the Microsoft OS descriptor of an interface without a class. Only for the last is a device spoken to, once.
+[[nodiscard]] std::vector<UsbDevice> findUsbDevices();
+
+} // namespace mtpsdk

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include "transport/usb/UsbLink.h"
+
+#include "mtp/Bytes.h"
+#include "transport/usb/UsbHolder.h"
+
+#include <array>
+#include <fmt/format.h>
+#include <libusb.h>
+#include <utility>
+#include <vector>
+
+namespace mtpsdk {
+namespace {
+
+constexpr std::uint8_t cancelCode = 0x64;
+constexpr std::uint8_t resetCode = 0x66;
+constexpr std::uint8_t statusCode = 0x67;
+constexpr std::uint8_t toInterface = std::uint8_t{LIBUSB_REQUEST_TYPE_CLASS} | std::uint8_t{LIBUSB_RECIPIENT_INTERFACE};
+constexpr unsigned waitMilliseconds = 3000;
+
+DGSTATUS statusOf(int result) {
+    if (result >= 0) {
+        return DGSTATUS_SUCCESS;
+    }
+    if (result == LIBUSB_ERROR_NO_DEVICE) {
+        return DGSTATUS_NO_DEVICE_ATTACHED;
+    }
+    return result == LIBUSB_ERROR_TIMEOUT ? DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE : DGSTATUS_INTERNAL_DRIVER_READ_ERROR;
+}
+
+std::string nameOf(const UsbDevice& device) {
+    return device.product.empty() ? "the device at USB port " + device.port : "\"" + device.product + "\"";
+}
+
+std::string reasonOf(int error, const UsbDevice& device) {
+    switch (error) {
+    case LIBUSB_ERROR_ACCESS:
+        return fmt::format("No permission to use {} (/dev/bus/usb/{:03}/{:03}). Install the udev rule that comes with "
+                           "mtpservice, then plug the device in again.",
+                           nameOf(device), device.bus, device.address);
+    case LIBUSB_ERROR_BUSY: {
+        const std::string programs = programsHolding(device.bus, device.address);
+        return fmt::format("Another program is using {}: {}. Close it, or eject the device there, and try again.",
+                           nameOf(device), programs.empty() ? "the system does not tell which" : programs);
+    }
+    case LIBUSB_ERROR_NO_DEVICE:
+        return fmt::format("{} was unplugged.", nameOf(device));
+    default:
+        return fmt::format("{} cannot be opened: {}. Unlock its screen, choose file transfer in its USB settings, and "
+                           "plug it in again.",
+                           nameOf(device), libusb_strerror(error));
+    }
+}
+
+} // namespace
+
+std::unique_ptr<UsbLink> UsbLink::open(const UsbDevice& device, DGSTATUS& status, std::string& reason) {
+    device.context->startEvents();
+    libusb_device_handle* handle = nullptr;
+    int error = libusb_open(device.device.get(), &handle);
+    std::unique_ptr<UsbLink> link;
+    if (error == LIBUSB_SUCCESS) {
+        link.reset(new UsbLink(device, handle));
+        error = link->claim();
+    }
+    if (error == LIBUSB_SUCCESS) {
+        status = DGSTATUS_SUCCESS;
+        return link;
+    }
+    status = error == LIBUSB_ERROR_NO_DEVICE ? DGSTATUS_NO_DEVICE_ATTACHED : DGSTATUS_DEVICE_OPEN_FAILED;
+    reason = reasonOf(error, device);
+    return nullptr;
+}
+
+UsbLink::UsbLink(UsbDevice device, libusb_device_handle* handle)
+    : _device(std::move(device))
+    , _handle(handle) {}
+
+UsbLink::~UsbLink() {
+    if (_claimed) {
+        (void) libusb_release_interface(_handle, interface().number);
+    }
+    libusb_close(_handle);
+}
+
+int UsbLink::claim() {
+    (void) libusb_set_auto_detach_kernel_driver(_handle, 1);
+    int error = libusb_claim_interface(_handle, interface().number);
+    _claimed = error == LIBUSB_SUCCESS;
+    if (_claimed && interface().alternate != 0) {
+        error = libusb_set_interface_alt_setting(_handle, interface().number, interface().alternate);
+    }
+    return error;
+}
+
+DGSTATUS UsbLink::cancelRequest(std::uint32_t transactionId) {
+    constexpr std::uint16_t cancellation = 0x4001;
+    ByteWriter writer;
+    writer.u16(cancellation);
+    writer.u32(transactionId);
+    std::vector<std::byte> bytes = writer.take();
+    return statusOf(libusb_control_transfer(_handle, LIBUSB_ENDPOINT_OUT | toInterface, cancelCode, 0,
+                                            interface().number, reinterpret_cast<unsigned char*>(bytes.data()),
+                                            static_cast<std::uint16_t>(bytes.size()), waitMilliseconds));
+}
+
+DGSTATUS UsbLink::resetRequest() {
+    return statusOf(libusb_control_transfer(_handle, LIBUSB_ENDPOINT_OUT | toInterface, resetCode, 0,
+                                            interface().number, nullptr, 0, waitMilliseconds));
+}
+
+DGSTATUS UsbLink::statusRequest(DeviceStatus& status) {
+    std::array<std::byte, 64> bytes{};
+    const int count =
+        libusb_control_transfer(_handle, LIBUSB_ENDPOINT_IN | toInterface, statusCode, 0, interface().number,
+                                reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(), waitMilliseconds);
+    if (count < 0) {
+        return statusOf(count);
+    }
+    const std::span<const std::byte> all = bytes;
+    ByteReader reader(all.first(static_cast<std::size_t>(count)));
+    (void) reader.u16(); // the length, which the transfer tells as well
+    status.code = reader.u16();
+    status.parameters.clear();
+    while (reader.remaining() >= sizeof(std::uint32_t)) {
+        status.parameters.push_back(reader.u32());
+    }
+    return reader.failed() ? DGSTATUS_INTERNAL_INVALIDDATASET : DGSTATUS_SUCCESS;
+}
+
+void UsbLink::clearHalts() {
+    (void) libusb_clear_halt(_handle, interface().bulkOut.address);
+    (void) libusb_clear_halt(_handle, interface().bulkIn.address);
+}
+
+} // namespace mtpsdk
