@@ -2,7 +2,6 @@
 #include "device/MTPService/MTPServicePrivate.h"
 
 #include "device/MTPService/MethodTrace.h"
-#include "device/MTPService/TransferJob.h"
 #include "platform/Files.h"
 #include "platform/Log.h"
 #include "platform/Paths.h"

@@ -6,7 +6,6 @@
 #include "platform/Files.h"
 #include "platform/Log.h"
 #include "platform/Paths.h"
-#include "platform/Strings.h"
 
 using platform::Dictionary;
 using platform::Synchronized;

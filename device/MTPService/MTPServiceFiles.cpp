@@ -13,7 +13,7 @@ std::optional<platform::Dictionary> MTPServicePrivate::mediaFileInfoFromDevice(c
     const MethodTrace trace(6);
     std::optional<platform::Dictionary> info;
     const Synchronized library(MtpControl::classMonitor());
-    mediaFileInfo(destinationPath, destinationPath ? indexedNode(*destinationPath) : std::nullopt, info);
+    mediaFileInfo(destinationPath, destinationPath ? knownNode(*destinationPath) : std::nullopt, info);
     return info;
 }
 

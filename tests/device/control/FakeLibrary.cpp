@@ -26,6 +26,27 @@ DGSTATUS following(const std::vector<Node*>& list, const Node* node, Node** next
     return *next == nullptr ? atEnd : DGSTATUS_SUCCESS;
 }
 
+/// What follows the node in the level that holds it, wherever that is; a tree may lead back into itself.
+template <typename Node>
+DGSTATUS nextInLevel(FakeLibrary& lib, std::vector<Node*> FakeLibrary::Children::*kind, const Node* node, Node** next) {
+    std::set<const void*> seen;
+    std::vector<const void*> above(lib.storages().begin(), lib.storages().end());
+    while (!above.empty()) {
+        const void* parent = above.back();
+        above.pop_back();
+        if (!seen.insert(parent).second) {
+            continue;
+        }
+        const FakeLibrary::Children& children = lib.childrenOf(parent);
+        const std::vector<Node*>& level = children.*kind;
+        if (std::find(level.begin(), level.end(), node) != level.end()) {
+            return following(level, node, next, DGSTATUS_NO_MORE_DATA);
+        }
+        above.insert(above.end(), children.folders.begin(), children.folders.end());
+    }
+    return DGSTATUS_NODE_IS_NOT_EXISTED;
+}
+
 template <typename Node>
 DGSTATUS first(const std::vector<Node*>& list, Node** head, DGSTATUS whenEmpty) {
     *head = list.empty() ? nullptr : list.front();
@@ -208,18 +229,7 @@ DGSTATUS mtpGetFolderListHead(_MTP_STORAGE_NODE* storage, _MTP_FOLDER_NODE* pare
 }
 DGSTATUS mtpGetNextSiblingFolderNode(_MTP_FOLDER_NODE* folder, _MTP_FOLDER_NODE** next) {
     NOTE(NAME(folder))
-    for (_MTP_STORAGE_NODE* storage : lib.storages()) {
-        std::vector<const void*> above{storage};
-        while (!above.empty()) {
-            const auto& folders = lib.childrenOf(above.back()).folders;
-            above.pop_back();
-            if (std::find(folders.begin(), folders.end(), folder) != folders.end()) {
-                return following(folders, folder, next, DGSTATUS_NO_MORE_DATA);
-            }
-            above.insert(above.end(), folders.begin(), folders.end());
-        }
-    }
-    return DGSTATUS_NODE_IS_NOT_EXISTED;
+    return nextInLevel(lib, &FakeLibrary::Children::folders, folder, next);
 }
 DGSTATUS mtpReleaseFolderList(_MTP_FOLDER_NODE* head) {
     NOTE(NAME(head))
@@ -239,18 +249,7 @@ DGSTATUS mtpGetFileListHead(_MTP_COMMON_NODE* parent, _MTP_FILE_NODE** file, Mtp
 }
 DGSTATUS mtpGetNextFileNode(_MTP_FILE_NODE* file, _MTP_FILE_NODE** next) {
     NOTE(NAME(file))
-    for (_MTP_STORAGE_NODE* storage : lib.storages()) {
-        std::vector<const void*> above{storage};
-        while (!above.empty()) {
-            const FakeLibrary::Children& children = lib.childrenOf(above.back());
-            above.pop_back();
-            if (std::find(children.files.begin(), children.files.end(), file) != children.files.end()) {
-                return following(children.files, file, next, DGSTATUS_NO_MORE_DATA);
-            }
-            above.insert(above.end(), children.folders.begin(), children.folders.end());
-        }
-    }
-    return DGSTATUS_NODE_IS_NOT_EXISTED;
+    return nextInLevel(lib, &FakeLibrary::Children::files, file, next);
 }
 DGSTATUS mtpReleaseFileList(_MTP_FILE_NODE* head) {
     NOTE(NAME(head))
