@@ -20,6 +20,9 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/MTPServiceConfigVer
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/MTPServiceConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/MTPServiceConfigVersion.cmake
     DESTINATION ${package_dir})
 
+# Relative to the file itself, so that an installation may be made anywhere and be moved.
+file(RELATIVE_PATH pkgconfig_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
 configure_file(cmake/mtpservice.pc.in ${CMAKE_CURRENT_BINARY_DIR}/mtpservice.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/mtpservice.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(FILES LICENSE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
