@@ -91,7 +91,7 @@ XmlProfileHandler::Entries XmlProfileHandler::readProfile(const std::string& mod
                                                           const std::string& profile) const {
     Entries entries;
     for (const std::string& folder : _folders) {
-        const std::string file = folder + "/" + modelName + "/" + profile;
+        const std::string file = (std::filesystem::path(folder) / modelName / profile).string();
         std::error_code error;
         if (!std::filesystem::is_regular_file(file, error)) {
             continue;
