@@ -24,8 +24,8 @@ std::vector<SyncFolder> syncFolders(MTPServicePrivate& service, std::uint32_t me
     if (first != storages.end()) {
         const auto kind = numberOf(*first, "diskType");
         std::rotate(storages.begin(), first, storages.end());
-        std::ranges::stable_partition(storages,
-                                      [&](const auto& storage) { return numberOf(storage, "diskType") == kind; });
+        std::stable_partition(storages.begin(), storages.end(),
+                              [&](const auto& storage) { return numberOf(storage, "diskType") == kind; });
     }
     std::vector<SyncFolder> folders;
     for (const platform::Value& entry : storages) {
