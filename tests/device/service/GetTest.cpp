@@ -134,6 +134,31 @@ TEST_F(GetTest, BrokenOffInTheMiddleItLeavesWhatWasThere) {
     EXPECT_EQ(targetNames(), (tests::Names{"0.mp3", "1.mp3", "2.mp3"}));
 }
 
+TEST_F(GetTest, InterruptedAnywhereItLeavesWholeFilesAndTheNextRunCompletes) {
+    const std::vector<std::string> names{"0.mp3", "1.mp3", "2.mp3", "3.mp3"};
+    send(names, 2'300'000);
+    Array contents;
+    for (const std::string& name : names) {
+        contents.emplace_back(named(name));
+    }
+    const auto isWhole = [&](const std::string& name) {
+        return tests::readFile(target() + "/" + name) == tests::readFile(files.path(name));
+    };
+    for (std::uint32_t id = 1; id <= 14; ++id) {
+        std::uint32_t seen = 0;
+        cancelAt(id, [&](const auto&) { return ++seen == id; });
+        get(id, contents);
+        recorder.onEach({});
+        service->removeCancelServiceId(id); // asked for after the last file, it stays
+        for (const std::string& name : targetNames()) {
+            EXPECT_TRUE(isWhole(name)) << name << " after notification " << id;
+            std::filesystem::remove(target() + "/" + name);
+        }
+    }
+    get(99, contents);
+    EXPECT_TRUE(std::ranges::all_of(names, isWhole));
+}
+
 TEST_F(GetTest, ReleasedWhileItRuns) {
     send({"a.mp3", "b.mp3"});
     recorder.onEach([&](const auto& notification) {
