@@ -211,10 +211,32 @@ public:
     /// The media type of a file by its name's extension; MediaTypeNone for an unknown one.
     [[nodiscard]] std::uint32_t checkMediaType(const Text& name) const;
 
-    // Playlists lie in the playlist folder of the internal memory that is listed first; other storages have none. Names
-    // compare without regard to case. All but createPlaylist take MediaTypePlaylist and refuse other media types. Filling
-    // and emptying are queued: addContentsToPlaylist takes contents with "FilePath" (on the device) and leaves out what
-    // the playlist has already; deleteContentsAtPlaylist takes "FileName" (the path) and "ObjectID". Each file that a
+    // The device's media by kind (docs/browsing.md). A file is of a kind by its extension; audio and video in the
+    // podcast folder belong to their podcasts and are left out. The lists run at once and keep every node that they
+    // meet in the index of known objects. They end with nothing when the service is released meanwhile.
+    /// The files of one kind on a storage with their metadata and "diskIndex"; for MediaTypePodcast the podcasts.
+    /// Nothing when there is none, and for other media types (playlists have lists of their own, below). The first
+    /// argument is not used.
+    std::optional<platform::Array> fileInformationList(const Text& unused, std::uint32_t mediaType,
+                                                       std::uint32_t diskIndex);
+    /// The same files without their metadata, which costs a slow device far less.
+    std::optional<platform::Array> fileNameList(const Text& unused, std::uint32_t mediaType, std::uint32_t diskIndex);
+    /// All kinds on all storages, from an index begun anew: content groups "DiskIndex", "ContentMediaType" and, unless
+    /// the group is empty, "ContentMediaTag" (the files, podcasts or playlists). Per storage music, images, video,
+    /// podcasts, and playlists where it has some. Nothing when no storage could be listed. The argument is not used.
+    std::optional<platform::Array> fileInformationListForAllMediaType(const Text& unused);
+    /// What a backup of the internal storage finds: "musicList", "photoList", "videoList", "otherList". The kinds are
+    /// the application's ("musicExtension", "photoExtension", "videoExtension": extensions without their dot); a file
+    /// of both music and video is in both lists. Other files are listed when includeOtherMedia says so; those without
+    /// an extension never are. Nothing when the storage has no file. The exception folder is not used.
+    std::optional<platform::Dictionary>
+    backupRestoreMediaFileScan(const std::optional<platform::Dictionary>& fileExtensions, bool includeOtherMedia,
+                               const Text& otherMediaExceptionFolder);
+
+    // Playlists lie in the playlist folder of the internal memory that is listed first (docs/playlists.md). Names compare
+    // without regard to case. All but createPlaylist take MediaTypePlaylist and refuse other media types. Filling and
+    // emptying are queued: addContentsToPlaylist takes contents with "FilePath" (on the device) and leaves out what the
+    // playlist has already; deleteContentsAtPlaylist takes "FileName" (the path) and "ObjectID". Each file that a
     // request deletes after its first also drops one entry from the list's end: delete one file per request.
     /// Makes a playlist of device files ("FilePath"), in this order; files that are not found are left out. The media
     /// type says in whose default folder it is made.
