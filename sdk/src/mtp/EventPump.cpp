@@ -3,6 +3,7 @@
 
 #include "mtp/Container.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -42,6 +43,7 @@ struct EventPump::State {
     Session::EventHandler handler;
     bool delivering = false;
     bool stopped = false;
+    std::atomic<bool> lost{false};
 };
 
 EventPump::EventPump(Transport& transport)
@@ -69,6 +71,10 @@ void EventPump::setHandler(Session::EventHandler handler) {
     if (_thread.get_id() != std::this_thread::get_id()) {
         _state->changed.wait(lock, [this] { return !_state->delivering; });
     }
+}
+
+bool EventPump::lineLost() const {
+    return _state->lost;
 }
 
 void EventPump::deliver(State& state) {
@@ -105,6 +111,7 @@ void EventPump::loop(State& state, Transport& transport) {
         std::vector<std::byte> container;
         const DGSTATUS status = transport.readEvent(container, readTimeout);
         attached = status != DGSTATUS_NO_DEVICE_ATTACHED;
+        state.lost = !attached;
         const std::optional<Session::Event> event = status == DGSTATUS_SUCCESS ? decodeEvent(container) : std::nullopt;
         std::unique_lock lock(state.mutex);
         if (event) {

@@ -20,6 +20,9 @@ public:
     EventPump& operator=(const EventPump&) = delete;
 
     void setHandler(Session::EventHandler handler);
+    /// Whether the line ended while the pump listened: the first sign of a device that went while nothing was asked of
+    /// it.
+    [[nodiscard]] bool lineLost() const;
 
 private:
     struct State;

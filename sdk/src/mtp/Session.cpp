@@ -116,7 +116,7 @@ void Session::disconnect() {
 }
 
 bool Session::connected() const {
-    return !_implementation->transactions.gone();
+    return !_implementation->transactions.gone() && !_implementation->events->lineLost();
 }
 
 std::uint64_t Session::transactionCount() const {

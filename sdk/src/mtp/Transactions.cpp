@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "mtp/Transactions.h"
 
+#include "mtp/Bytes.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -13,6 +15,21 @@ constexpr int maximumPhases = 8;
 /// No dataset of a real device comes near this.
 constexpr std::size_t maximumDataset = std::size_t{256} << 20;
 constexpr std::size_t largestResponse = containerHeaderSize + maximumParameters * sizeof(std::uint32_t);
+
+/// A response of the length that it claims. Some devices end one with a stray byte or two; the whole parameters in
+/// front count all the same.
+std::optional<ParameterContainer> decodeResponse(std::span<const std::byte> bytes) {
+    const auto header = decodeHeader(bytes);
+    if (!header || header->length != bytes.size()) {
+        return std::nullopt;
+    }
+    std::vector<std::uint32_t> parameters;
+    ByteReader reader(bytes.subspan(containerHeaderSize));
+    while (reader.remaining() >= sizeof(std::uint32_t)) {
+        parameters.push_back(reader.u32());
+    }
+    return decodeContainer(encodeContainer(header->type, header->code, header->transactionId, parameters));
+}
 
 } // namespace
 
@@ -219,7 +236,7 @@ bool Transactions::take(const Incoming& incoming, std::uint32_t id, bool dataExp
         }
         return false;
     }
-    const auto response = decodeContainer(incoming.start);
+    const auto response = decodeResponse(incoming.start);
     if (response) {
         answer.reply = {static_cast<ResponseCode>(response->code), response->parameters};
     } else {

@@ -9,12 +9,19 @@
 namespace mtpsdk {
 namespace {
 
-/// A volume identifier that no person chose: a serial number or the like, digits and separators only.
+/// A volume identifier that no person chose: a serial number or the like, digits and separators only, or a word with
+/// the storage's ID behind it.
 bool looksMadeUp(std::u16string_view identifier) {
+    constexpr std::u16string_view hexDigits = u"0123456789abcdefABCDEF";
     constexpr std::u16string_view letters = u"0123456789abcdefABCDEF-_:{}";
     constexpr std::u16string_view digits = u"0123456789";
-    return identifier.find_first_not_of(letters) == std::u16string_view::npos &&
-           identifier.find_first_of(digits) != std::u16string_view::npos;
+    constexpr std::size_t idLength = 8;
+    const bool hasDigits = identifier.find_first_of(digits) != std::u16string_view::npos;
+    const bool onlyLetters = identifier.find_first_not_of(letters) == std::u16string_view::npos;
+    const std::size_t word = identifier.find_last_not_of(hexDigits);
+    const bool endsWithId =
+        word != std::u16string_view::npos && identifier[word] == u'_' && identifier.size() - word - 1 == idLength;
+    return hasDigits && (onlyLetters || endsWithId);
 }
 
 /// What a person would call the storage. Never empty.

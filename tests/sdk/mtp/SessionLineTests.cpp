@@ -119,6 +119,12 @@ std::vector<OddAnswer> oddAnswers() {
          DGSTATUS_INTERNAL_INVALIDDATASET},
         {"a response that is longer than it says", [](auto& phases) { phases[1].resize(16); },
          DGSTATUS_INTERNAL_INVALIDDATASET},
+        {"a response with a stray byte that it counts",
+         [](auto& phases) {
+             phases[1].resize(13);
+             phases[1][0] = std::byte{13};
+         },
+         DGSTATUS_SUCCESS},
         {"a response of endless length", [](auto& phases) { phases[1].resize(100000); },
          DGSTATUS_INTERNAL_INVALIDDATASET},
         {"no response", [](auto& phases) { phases.pop_back(); }, DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE},
