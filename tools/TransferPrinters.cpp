@@ -169,7 +169,7 @@ std::string summaryText(const TransferSnapshot& snapshot, std::size_t skipped, s
                         milliseconds elapsed, const std::string& doneWord) {
     std::string text = fmt::format("{} {}, {} skipped, {} failed", snapshot.copied, doneWord, snapshot.kept + skipped,
                                    snapshot.failed + alsoFailed);
-    if (snapshot.bytesTotal == 0 && snapshot.filesTotal > 0) {
+    if (snapshot.bytesTotal == 0) {
         return text;
     }
     text += fmt::format("; {} in {}", sizeText(snapshot.bytesCopied),

@@ -30,6 +30,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
 constexpr const char* kFooter = "Examples:\n"
                                 "  mtpservice devices                              what is attached\n"
                                 "  mtpservice put ~/Music/album ~/Pictures/holiday onto the only device\n"
+                                "  mtpservice get -r Phone/DCIM -o ~/Pictures      and from it\n"
                                 "  mtpservice virtual create ~/player --name Player\n"
                                 "  mtpservice --virtual ~/player put song.mp3      onto a device that is a folder\n\n"
                                 "`mtpservice COMMAND --help` tells more of each command. The options above may stand\n"
@@ -73,7 +74,7 @@ int main(int argc, char** argv) {
     Console console(out, err);
 
     GlobalOptions options;
-    CLI::App app("Copies music, images and videos onto MTP devices.", "mtpservice");
+    CLI::App app("Browses, fills, empties and synchronises MTP devices.", "mtpservice");
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(kFooter);

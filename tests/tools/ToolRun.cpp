@@ -171,7 +171,7 @@ ToolSandbox::ToolSandbox() {
 
 std::vector<std::string> ToolSandbox::environment() const {
     std::vector<std::string> variables = {"HOME=" + path("home"), "XDG_CONFIG_HOME=" + path("home/.config"),
-                                          "LC_ALL=C.UTF-8", "TERM=xterm"};
+                                          "LC_ALL=C.UTF-8", "TERM=xterm", "MTPSERVICE_NO_USB=1"};
     for (char** entry = environ; *entry; ++entry) {
         const std::string text = *entry;
         if (text.starts_with("PATH=") || text.starts_with("ASAN_") || text.starts_with("UBSAN_") ||

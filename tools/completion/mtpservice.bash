@@ -6,7 +6,9 @@ _mtpservice() {
     local global="--device --virtual --profiles --json --debug --help" command="" word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            devices | storages | put | virtual) command=$word ;;
+            devices | storages | put | get | play | rm | sync | copy | playlist | podcast | virtual)
+                [[ $command ]] || command=$word
+                ;;
         esac
     done
 
@@ -15,20 +17,32 @@ _mtpservice() {
         --type) words="auto music image video" ;;
         --overwrite) words="ask always never" ;;
         --debug) words="0 1 3 5 6 7" ;;
-        --virtual | --profiles)
+        --virtual | --profiles | --output | -o)
             mapfile -t COMPREPLY < <(compgen -d -- "$current")
             return
             ;;
-        --device)
+        --device | --to)
             # Location IDs: names may hold blanks.
             words=$(mtpservice devices --json 2>/dev/null | sed -n 's/.*"locationId":"\([0-9A-F]*\)".*/\1/p')
             ;;
         *)
             case $command in
-                "") words="devices storages put virtual $global" ;;
+                "") words="devices storages put get play rm sync copy playlist podcast virtual $global" ;;
                 devices) words=$global ;;
                 storages) words="--verbose $global" ;;
-                put) words="--type --storage --overwrite --no-metadata $global" ;;
+                put) words="--type --storage --overwrite --playlist --no-metadata $global" ;;
+                get) words="--output --recursive --overwrite $global" ;;
+                play) words=$global ;;
+                rm) words="--recursive --yes $global" ;;
+                sync) words="--type --dry-run --card-first --no-metadata $global" ;;
+                copy) words="--to --type --storage --overwrite --recursive $global" ;;
+                playlist)
+                    words="list show create add remove rename delete export sync --overwrite $global"
+                    ;;
+                podcast)
+                    words="put list show sync remove --episodes --media --storage --overwrite --card-first --yes
+                        --no-metadata $global"
+                    ;;
                 virtual) words="create --name --model --storage --hidden $global" ;;
             esac
             ;;
