@@ -174,6 +174,30 @@ TEST_F(GuestTest, NamesAreKeptInEveryScript) {
     }
 }
 
+TEST_F(GuestTest, FoldersAreListedWithAllThatIsInThem) {
+    ObjectEntry folder;
+    ASSERT_EQ(session->createFolder(storages[0], 0, u"Shelf", folder), DGSTATUS_SUCCESS);
+    std::vector<ObjectEntry> entries;
+    EXPECT_EQ(session->listFolder(storages[0], folder.handle, entries), DGSTATUS_SUCCESS);
+    EXPECT_TRUE(entries.empty());
+    std::ofstream(phone + "Shelf/one.txt") << "1";
+    std::ofstream(phone + "Shelf/two.txt") << "22";
+    std::filesystem::create_directory(phone + "Shelf/three");
+    EXPECT_EQ(session->listFolder(storages[0], folder.handle, entries), DGSTATUS_SUCCESS);
+    std::ranges::sort(entries, {}, &ObjectEntry::name);
+    ASSERT_EQ(entries.size(), 3U);
+    EXPECT_EQ(entries[0].name, u"one.txt");
+    EXPECT_EQ(entries[1].name, u"three");
+    EXPECT_EQ(entries[1].format, raw(FormatCode::Association));
+    EXPECT_EQ(entries[2].size, 2U);
+    EXPECT_EQ(session->listFolder(storages[0], 0, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(std::ranges::count(entries, u"Shelf", &ObjectEntry::name), 1);
+    EXPECT_EQ(session->listFolder(storages[1], 0, entries), DGSTATUS_SUCCESS);
+    EXPECT_TRUE(entries.empty());
+    EXPECT_EQ(session->deleteObject(folder.handle), DGSTATUS_SUCCESS);
+    EXPECT_FALSE(std::filesystem::exists(phone + "Shelf"));
+}
+
 TEST_F(GuestTest, AFullStorageRefusesAndNothingStays) {
     const std::size_t before = filesIn(card);
     EXPECT_NE(send("large.bin", patterned(20'000'000), 1), DGSTATUS_SUCCESS);
@@ -256,8 +280,10 @@ TEST_F(GuestTest, AnObjectThatAppearsOnTheDeviceIsAnnounced) {
     std::mutex mutex;
     std::condition_variable changed;
     std::uint32_t added = 0;
+    ObjectEntry folder;
     std::vector<ObjectEntry> entries;
-    ASSERT_EQ(session->listFolder(storages[0], 0, entries), DGSTATUS_SUCCESS); // it watches what was listed
+    ASSERT_EQ(session->createFolder(storages[0], 0, u"Watched", folder), DGSTATUS_SUCCESS);
+    ASSERT_EQ(session->listFolder(storages[0], folder.handle, entries), DGSTATUS_SUCCESS); // it watches what was listed
     session->setEventHandler([&](const Session::Event& event) {
         const std::lock_guard lock(mutex);
         if (event.code == EventCode::ObjectAdded) {
@@ -265,16 +291,17 @@ TEST_F(GuestTest, AnObjectThatAppearsOnTheDeviceIsAnnounced) {
             changed.notify_all();
         }
     });
-    std::ofstream(phone + "appeared.txt") << "hello";
+    std::ofstream(phone + "Watched/appeared.txt") << "hello";
     {
         std::unique_lock lock(mutex);
-        EXPECT_TRUE(changed.wait_for(lock, patience, [&] { return added != 0; }));
+        ASSERT_TRUE(changed.wait_for(lock, patience, [&] { return added != 0; }));
     }
     session->setEventHandler({});
     ObjectEntry entry;
     ASSERT_EQ(session->objectEntry(added, entry), DGSTATUS_SUCCESS);
     EXPECT_EQ(entry.name, u"appeared.txt");
-    EXPECT_EQ(session->deleteObject(added), DGSTATUS_SUCCESS);
+    EXPECT_EQ(session->deleteObject(folder.handle), DGSTATUS_SUCCESS);
+    EXPECT_FALSE(std::filesystem::exists(phone + "Watched"));
 }
 
 } // namespace

@@ -154,18 +154,21 @@ bool Session::Implementation::listsByProperties(std::uint32_t storageId, std::ui
 DGSTATUS Session::Implementation::listFolder(std::uint32_t storageId, std::uint32_t parent,
                                              std::vector<ObjectEntry>& entries) {
     entries.clear();
+    bool& refused = parent == 0 ? _rootListsRefused : _folderListsRefused;
+    DGSTATUS listed = DGSTATUS_SUCCESS;
     if (listsByProperties(storageId, parent)) {
-        const DGSTATUS status = listByProperties(storageId, parent, entries);
-        const bool rootUnknown = parent == 0 && status == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
-        if (!isRefusal(status) && !rootUnknown) {
-            return status;
+        listed = listByProperties(storageId, parent, entries);
+        const bool rootUnknown = parent == 0 && listed == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
+        if (!isRefusal(listed) && !rootUnknown && listed != DGSTATUS_NO_DATA) {
+            return listed;
         }
-        // A list that came but makes no sense may be this folder's trouble alone.
-        if (status != DGSTATUS_INTERNAL_INVALIDDATASET) {
-            (parent == 0 ? _rootListsRefused : _folderListsRefused) = true;
-        }
+        // A list that came but makes no sense, or nothing of the children, may be this folder's trouble alone.
+        refused = listed != DGSTATUS_INTERNAL_INVALIDDATASET && listed != DGSTATUS_NO_DATA;
     }
-    return listByHandles(storageId, parent, entries);
+    const DGSTATUS status = listByHandles(storageId, parent, entries);
+    // Not empty at all: the device pays no heed to the depth that was asked for.
+    refused = refused || (listed == DGSTATUS_NO_DATA && !entries.empty());
+    return status;
 }
 
 DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std::uint32_t parent,
@@ -180,6 +183,9 @@ DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std:
     DraftList list;
     if (!decodePropertyList(data, [&list](ObjectPropElement&& element) { list.take(element); })) {
         return DGSTATUS_INTERNAL_INVALIDDATASET;
+    }
+    if (list.drafts().size() == 1 && list.drafts().front().entry.handle == handle) {
+        return DGSTATUS_NO_DATA; // of the folder itself, and of it alone
     }
     entries.reserve(list.drafts().size());
     for (Draft& draft : list.drafts()) {

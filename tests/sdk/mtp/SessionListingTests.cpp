@@ -140,6 +140,23 @@ TEST_F(SessionListing, AListThatMakesNoSenseIsReadTheOlderWay) {
     EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"found"}));
 }
 
+TEST_F(SessionListing, ADeviceThatTellsOfTheFolderInsteadOfItsChildrenIsReadTheOlderWay) {
+    answerLists();
+    answerHandles();
+    lists[7].object(7, internal, 0, FormatCode::Association, 0, u"folder");
+    lists[8].object(8, internal, 0, FormatCode::Association, 0, u"other");
+    const auto session = script.open();
+    // An empty folder may truly answer so.
+    ASSERT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
+    EXPECT_TRUE(entries.empty());
+    addInfo(100, 5, u"song.mp3");
+    ASSERT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"song.mp3"}));
+    EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 2U);
+    ASSERT_EQ(session->listFolder(internal, 8, entries), DGSTATUS_SUCCESS);
+    EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 2U) << "asked again";
+}
+
 TEST_F(SessionListing, AnUnlistedStorageIsReachedByItsId) {
     answerLists();
     answerHandles();
