@@ -1,36 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Listings: what lies in a folder, and every file of a storage.
-#include "device/MTPService/MTPServicePrivate.h"
-#include "tests/device/service/VirtualService.h"
-
-#include <gtest/gtest.h>
+#include "tests/device/service/FileService.h"
 
 using platform::Array;
 using platform::Dictionary;
-using Text = std::optional<std::string>;
-using Names = std::set<std::string>;
+using tests::Names;
+using tests::Text;
+using tests::values;
 
 namespace {
 
-class FileServiceListTest : public tests::VirtualService {
-protected:
-    /// A file on the device, before the service looks there.
-    void put(const std::string& inside, const std::string& content) const {
-        std::filesystem::create_directories(std::filesystem::path(device->path(inside)).parent_path());
-        tests::writeFile(device->path(inside), content);
-    }
-    [[nodiscard]] Text indexed(const std::string& path) const {
-        return service->callbackObject().object<MTPServicePrivate>()->indexedNode(path);
-    }
-};
-
-Names values(const std::optional<Array>& entries, const char* key) {
-    Names found;
-    for (const auto& entry : entries.value_or(Array())) {
-        found.insert(entry.dictionary()->string(key).value_or("(none)"));
-    }
-    return found;
-}
+class FileServiceListTest : public tests::FileService {};
 
 } // namespace
 
@@ -41,6 +21,7 @@ TEST_F(FileServiceListTest, FilesAndFoldersOfAFolder) {
     put("Phone/Sounds/Album/inner.mp3", "x");
     put("Phone/Sounds/.thumbs/t.jpg", "x");
     put("Phone/top.txt", "top");
+    reopen();
 
     const auto listed = service->fileLists("/Player/Phone/Sounds");
     EXPECT_EQ(values(listed, "FileName"), (Names{"a.mp3", "Ünïcode .txt", ".hidden"}));
@@ -48,14 +29,98 @@ TEST_F(FileServiceListTest, FilesAndFoldersOfAFolder) {
     EXPECT_EQ(values(service->folderLists("/Player/Phone/Sounds"), "FilePath"),
               (Names{"/Player/Phone/Sounds/Album", "/Player/Phone/Sounds/.thumbs"}));
     EXPECT_EQ(values(service->fileLists("/player/PHONE"), "FilePath"), Names{"/player/PHONE/top.txt"});
-    EXPECT_EQ(service->fileLists("/Player/Phone/Sounds/Album")->size(), 1U);
+    EXPECT_EQ(values(service->fileLists("/Player/Phone/Sounds/Album"), "FileName"), Names{"inner.mp3"});
+    EXPECT_EQ(service->folderLists("/Player/Phone/Sounds/Album"), Array());
     EXPECT_TRUE(indexed("/PLAYER/phone/sounds/A.mp3"));
     EXPECT_TRUE(indexed("/Player/Phone/Sounds/Album"));
+}
 
-    for (const Text& path : {Text(), Text(""), Text("/Player/Phone/Gone"), Text("/Player/Phone/Gone/Sounds"),
-                             Text("/Player/Phone/Sounds/a.mp3"), Text("/Player/Nowhere"), Text("Other:")}) {
+TEST_F(FileServiceListTest, WhatIsNoFolderHasNoListing) {
+    put("Phone/Sounds/a.mp3", "song");
+    reopen();
+    for (const Text& path :
+         {Text(), Text(""), Text("/"), Text("/Player"), Text("/Player/Nowhere"), Text("/Player/Phone/Gone"),
+          Text("/Player/Phone/Gone/Sounds"), Text("/Player/Phone/Sounds/a.mp3"), Text("Other:"), Text(":x")}) {
         EXPECT_EQ(service->fileLists(path), std::nullopt) << path.value_or("(none)");
         EXPECT_EQ(service->folderLists(path), std::nullopt) << path.value_or("(none)");
     }
-    EXPECT_EQ(service->folderLists("/Player/Phone/Sounds/Album"), Array());
+}
+
+TEST_F(FileServiceListTest, AHiddenVolumeIsListedUnderTheNameThatItWasGiven) {
+    put("Vault/Music/x.mp3", "hidden");
+    put("Vault/top.txt", "top");
+    reopen();
+    EXPECT_EQ(values(service->fileLists("Vault:Music"), "FilePath"), Names{"Vault:Music/x.mp3"});
+    EXPECT_EQ(values(service->fileLists("~vault:Music"), "FilePath"), Names{"~vault:Music/x.mp3"});
+    EXPECT_EQ(values(service->folderLists("Vault:"), "FilePath"), Names{"Vault:/Music"});
+    EXPECT_EQ(values(service->fileLists("Vault:"), "FileName"), Names{"top.txt"});
+    EXPECT_EQ(service->fileLists("Vault:Gone"), std::nullopt);
+    EXPECT_TRUE(indexed("Vault:Music/x.mp3"));
+
+    EXPECT_EQ(service->fileSizeAtDevice("Vault:Music/x.mp3"), 6U);
+    EXPECT_TRUE(service->deletefileAtDevice("Vault:Music/x.mp3", &error));
+    EXPECT_FALSE(isOnDevice("Vault/Music/x.mp3"));
+    EXPECT_EQ(values(service->fileLists("Vault:/Music"), "FileName"), Names{});
+}
+
+TEST_F(FileServiceListTest, EveryFileOfAStorage) {
+    put("Phone/Sounds/a.mp3", "song");
+    put("Phone/.hidden/b", "bb");
+    put("Phone/Videos/.nomedia", "");
+    put("Card/c", "c");
+    reopen();
+    const auto listed = service->subpathsAtDisk(std::nullopt, 0);
+    EXPECT_EQ(values(listed, "FilePath"),
+              (Names{"/Player/Phone/.hidden/b", "/Player/Phone/Sounds/a.mp3", "/Player/Phone/Videos/.nomedia"}));
+    for (const auto& entry : listed.value_or(Array())) {
+        const Dictionary& file = *entry.dictionary();
+        EXPECT_EQ(indexed(*file.string("FilePath")), file.string("NodeID"));
+        EXPECT_EQ(service->fileSizeAtDevice(file.string("FilePath")), file.uint64("FileSize"));
+    }
+    EXPECT_EQ(values(service->subpathsAtDisk("", 1), "FileName"), Names{"c"});
+    EXPECT_EQ(service->subpathsAtDisk(std::nullopt, 2), std::nullopt);
+    service->addDiskInformation(Dictionary{{"diskIndex", 7U}});
+    EXPECT_EQ(service->subpathsAtDisk(std::nullopt, 7), std::nullopt) << "no volume path";
+    reopen(); // what was listed before would be answered from memory
+    device->pullOut();
+    EXPECT_EQ(service->subpathsAtDisk(std::nullopt, 0), std::nullopt) << "the device is gone";
+    EXPECT_EQ(service->fileLists("/Player/Phone/Sounds"), std::nullopt);
+    service->disconnectDevice(device->locationID());
+    EXPECT_EQ(service->subpathsAtDisk(std::nullopt, 0), std::nullopt);
+}
+
+TEST_F(FileServiceListTest, AHostileDeviceDecidesNoPaths) {
+    put("Phone/Sounds/up", "1");
+    put("Phone/Sounds/slash", "2");
+    put("Phone/Sounds/huge", "3");
+    put("Phone/Sounds/twin", "4");
+    reopen();
+    device->faults().tellName("up", u"..");
+    device->faults().tellName("slash", u"../../a/b");
+    device->faults().tellName("twin", u"a\tb");
+    device->faults().tellSize("huge", 1ULL << 63U);
+    const auto listed = service->fileLists("/Player/Phone/Sounds");
+    EXPECT_EQ(values(listed, "FileName"), (Names{"__", ".._.._a_b", "huge", "a_b"}));
+    EXPECT_EQ(service->fileSizeAtDevice("/Player/Phone/Sounds/huge"), 1ULL << 63U);
+    EXPECT_EQ(service->readFileData("/Player/Phone/Sounds/huge"), std::nullopt);
+}
+
+TEST_F(FileServiceListTest, AFolderOfTenThousandAndFoldersInFolders) {
+    constexpr std::size_t many = 10'000;
+    for (std::size_t i = 0; i < many; ++i) {
+        put("Phone/Sounds/" + std::to_string(i) + ".txt", "");
+    }
+    std::string deep = "Phone";
+    for (int i = 0; i < 100; ++i) {
+        deep += "/d";
+    }
+    put(deep + "/file", "down here");
+    reopen();
+    const auto listed = service->fileLists("/Player/Phone/Sounds");
+    EXPECT_EQ(values(listed, "FileName").size(), many);
+    EXPECT_TRUE(indexed("/Player/Phone/Sounds/9999.txt"));
+    const auto all = service->subpathsAtDisk(std::nullopt, 0);
+    ASSERT_TRUE(all);
+    EXPECT_EQ(all->size(), many + 1);
+    EXPECT_EQ(service->fileSizeAtDevice("/Player/" + deep + "/file"), 9U);
 }
