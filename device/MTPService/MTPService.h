@@ -233,11 +233,11 @@ public:
     backupRestoreMediaFileScan(const std::optional<platform::Dictionary>& fileExtensions, bool includeOtherMedia,
                                const Text& otherMediaExceptionFolder);
 
-    // Playlists lie in the playlist folder of the internal memory that is listed first (docs/playlists.md). Names compare
-    // without regard to case. All but createPlaylist take MediaTypePlaylist and refuse other media types. Filling and
-    // emptying are queued: addContentsToPlaylist takes contents with "FilePath" (on the device) and leaves out what the
-    // playlist has already; deleteContentsAtPlaylist takes "FileName" (the path) and "ObjectID". Each file that a
-    // request deletes after its first also drops one entry from the list's end: delete one file per request.
+    // Playlists lie in the playlist folder of the internal memory that is listed first (docs/playlists.md). Names
+    // compare without regard to case. All but createPlaylist take MediaTypePlaylist and refuse other media types.
+    // Filling and emptying are queued: addContentsToPlaylist takes contents with "FilePath" (on the device) and leaves
+    // out what the playlist has already; deleteContentsAtPlaylist takes "FileName" (the path) and "ObjectID". Each file
+    // that a request deletes after its first also drops one entry from the list's end: delete one file per request.
     /// Makes a playlist of device files ("FilePath"), in this order; files that are not found are left out. The media
     /// type says in whose default folder it is made.
     bool createPlaylist(const Text& name, std::uint32_t mediaType, const std::optional<platform::Array>& contents);
