@@ -15,6 +15,13 @@
 
 namespace mtpsdk {
 
+/// The metadata of a media object; what the device does not know (or the sender does not say) is absent.
+struct MediaProperties {
+    std::optional<std::u16string> title, artist, composer, albumArtist, album, genre, releaseDate, description;
+    std::optional<std::uint32_t> durationMilliseconds, bitRate, playCount, width, height;
+    std::optional<std::uint16_t> rating, track, drm;
+};
+
 /// What a listing tells of one object. Names are as the device sent them: untrusted.
 struct ObjectEntry {
     std::uint32_t handle = 0;
@@ -26,13 +33,8 @@ struct ObjectEntry {
     std::u16string name;
     std::u16string created;  ///< MTP date text, may be empty
     std::u16string modified; ///< MTP date text, may be empty
-};
-
-/// The metadata of a media object; what the device does not know (or the sender does not say) is absent.
-struct MediaProperties {
-    std::optional<std::u16string> title, artist, composer, albumArtist, album, genre, releaseDate, description;
-    std::optional<std::uint32_t> durationMilliseconds, bitRate, playCount, width, height;
-    std::optional<std::uint16_t> rating, track, drm;
+    /// What a property list told along with the rest; missing when the entry comes from elsewhere.
+    std::optional<MediaProperties> media;
 };
 
 /// An object about to be sent.

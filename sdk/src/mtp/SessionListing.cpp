@@ -27,13 +27,27 @@ struct Draft {
     [[nodiscard]] bool isFolder() const { return entry.format == raw(FormatCode::Association); }
 
     void take(const ObjectPropElement& element) {
-        takeIntoEntry(element, entry);
+        if (!takeIntoEntry(element, entry)) {
+            takeMedia(element);
+            return;
+        }
         const auto property = static_cast<ObjectPropertyCode>(element.property);
         hasFormat = hasFormat || property == ObjectPropertyCode::ObjectFormat;
         hasSize = hasSize || property == ObjectPropertyCode::ObjectSize;
         hasName = hasName || property == ObjectPropertyCode::ObjectFileName;
         hasParent = hasParent || property == ObjectPropertyCode::ParentObject;
         hasStorage = hasStorage || property == ObjectPropertyCode::StorageID;
+    }
+
+    void takeMedia(const ObjectPropElement& element) {
+        if (entry.media) {
+            takeIntoMedia(element, *entry.media);
+            return;
+        }
+        MediaProperties media;
+        if (takeIntoMedia(element, media)) {
+            entry.media = std::move(media);
+        }
     }
 
     /// Whether the object lies where it was looked for. The roots of all storages come in one list, and a device that
@@ -201,6 +215,8 @@ DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std:
             if (infoStatus != DGSTATUS_SUCCESS) {
                 return infoStatus;
             }
+        } else if (!entry.media) {
+            entry.media.emplace(); // all properties were asked for, so the device knows of none
         }
         entry.storageId = storageId;
         entry.parent = parent;
@@ -274,15 +290,15 @@ DGSTATUS Session::Implementation::entryByProperties(std::uint32_t handle, Object
     const auto take = [&](ObjectPropElement&& element) {
         if (element.handle == handle) {
             draft.take(element);
-            if (media != nullptr) {
-                takeIntoMedia(element, *media);
-            }
         }
     };
     if (status == DGSTATUS_SUCCESS && (!decodePropertyList(data, take) || !draft.usable())) {
         status = DGSTATUS_INTERNAL_INVALIDDATASET;
     }
     _objectListsRefused = isRefusal(status) && status != DGSTATUS_INTERNAL_INVALIDDATASET;
+    if (media != nullptr && draft.entry.media) {
+        *media = *draft.entry.media;
+    }
     entry = std::move(draft.entry);
     entry.handle = handle;
     return status;

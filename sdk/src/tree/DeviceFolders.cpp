@@ -65,7 +65,8 @@ DGSTATUS Device::load(NodeIndex parent, bool folders, bool files) {
     return status;
 }
 
-/// Takes a fresh listing in: known nodes stay, whatever is asked for next is answered from memory.
+/// Takes a fresh listing in: known nodes stay, whatever is asked for next is answered from memory, metadata too where
+/// the list brought it.
 void Device::merge(NodeIndex parent, std::vector<ObjectEntry>& entries) {
     const std::uint32_t storageId = _tree.at(_tree.storageOf(parent)).handle;
     std::erase_if(entries, [&](const ObjectEntry& entry) {
@@ -75,6 +76,9 @@ void Device::merge(NodeIndex parent, std::vector<ObjectEntry>& entries) {
     const Namer namer(_tree, parent, entries);
     for (const ObjectEntry& entry : entries) {
         const NodeIndex known = _tree.object(entry.handle);
+        if (entry.media && !isFolder(entry)) {
+            _media.put(entry.handle, *entry.media);
+        }
         if (known == 0) {
             noticePlaylist(_tree.storageOf(parent), entry);
             _tree.add(parent, entry, namer.nameFor(entry, 0));

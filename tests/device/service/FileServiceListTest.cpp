@@ -89,6 +89,20 @@ TEST_F(FileServiceListTest, EveryFileOfAStorage) {
     EXPECT_EQ(service->subpathsAtDisk(std::nullopt, 0), std::nullopt);
 }
 
+TEST_F(FileServiceListTest, AListingCountsAsATransferAndTakesOneRequestMetadataIncluded) {
+    for (const char* name : {"a.mp3", "b.mp3", "c.jpg"}) {
+        put(std::string("Phone/Sounds/") + name, "content");
+    }
+    reopen();
+    std::vector<std::int32_t> meanwhile;
+    device->faults().alterData({mtpsdk::OperationCode::GetObjectPropList, 1, 0},
+                               [&](auto&) { meanwhile.push_back(inside()->_FileTransferStatus); });
+    const auto listed = service->fileLists("/Player/Phone/Sounds");
+    ASSERT_EQ(listed.value_or(Array()).size(), 3U);
+    EXPECT_EQ(meanwhile, std::vector<std::int32_t>{TransferStatusRunning});
+    EXPECT_EQ(inside()->_FileTransferStatus, TransferStatusDone);
+}
+
 TEST_F(FileServiceListTest, AHostileDeviceDecidesNoPaths) {
     put("Phone/Sounds/up", "1");
     put("Phone/Sounds/slash", "2");
