@@ -57,22 +57,16 @@ bool MTPServicePrivate::runJob(const _serviceinfo& request, const char* name) {
     case FS_COMMAND_MTP_PLAY_FILE:
         return doCopyMediaFileFromDevice(request);
     case FS_COMMAND_QD_COPY_TO_DEVICE_CONTENTS:
-        if (request.mediaType != MediaTypePodcast) {
-            return doCopyMediaContentsToDevice(request);
-        }
-        break;
+        return request.mediaType == MediaTypePodcast ? doCopyPodcastContentsToDevice(request)
+                                                     : doCopyMediaContentsToDevice(request);
     case FS_COMMAND_QD_COPY_TO_MAC_CONTENTS:
         return doCopyMediaContentsFromDevice(request);
     case FS_COMMAND_QD_DELETE_CONTENTS:
-        if (request.mediaType != MediaTypePodcast) {
-            return doDeleteMediaContents(request);
-        }
-        break;
+        return request.mediaType == MediaTypePodcast ? doDeletePodcastContents(request)
+                                                     : doDeleteMediaContents(request);
     case FS_COMMAND_QD_SYNC_CONTENTS:
-        if (request.mediaType != MediaTypePodcast) {
-            return doSyncMediaContentsToDevice(request);
-        }
-        break;
+        return request.mediaType == MediaTypePodcast ? doSyncPodcastContentsToDevice(request)
+                                                     : doSyncMediaContentsToDevice(request);
     case FS_COMMAND_QD_COPY_DEVICE_TO_DEVICE_CONTENTS:
         if (request.mediaType != MediaTypePodcast) {
             return doCopyMediaContentsDeviceToDevice(request);

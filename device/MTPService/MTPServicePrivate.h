@@ -27,6 +27,9 @@
 
 class MTPService;
 class VXDeviceConfirmDelegate;
+namespace platform {
+class XmlDocument;
+}
 
 /// The inside of MTPService: all instance variables and operations. Shared between the public object, the worker
 /// thread and callbacks under way, so that none of them outlives what it uses. MTPService.h documents the public
@@ -137,6 +140,34 @@ public:
     /// The same one file at a time, for callers who run a request themselves: no duplicate check, no announcement.
     bool doCopyMediaContentsToPlaylist2(const _serviceinfo& request);
     bool doDeletePlaylistContents2(const _serviceinfo& request);
+
+    bool doCopyPodcastContentsToDevice(const _serviceinfo& request);
+    bool doSyncPodcastContentsToDevice(const _serviceinfo& request);
+    bool doDeletePodcastContents(const _serviceinfo& request);
+
+    // Podcasts: documents (MTPServicePodcastDocuments.cpp), sizes and places (MTPServicePodcasts.cpp). A channel has a
+    // folder, and in it a document "<folder's name>.xml" that lists its episodes.
+    /// The channel's document on the device without the episodes whose files are gone, their "FilePath" being names;
+    /// nothing when there is none that can be read. podcastName is the channel folder's path, channelName its name.
+    std::optional<platform::Dictionary> checkMtpXmlData(const Text& podcastName, const Text& channelName,
+                                                        const Text& fileNode);
+    /// Writes a channel's document in place of the one there; answers the new one's node. filePath is the channel
+    /// folder's path, podcastName its name, folderNode its node.
+    Text sendMtpXmlData(std::uint32_t serviceID, const platform::XmlDocument* xmlDocument, const Text& filePath,
+                        const Text& podcastName, const Text& folderNode);
+    /// Any channel document, received from `path` to the local file toPath: each "FilePath" is a full device path.
+    std::optional<platform::Dictionary> mtpPodcastXmlData(const Text& path, const Text& toPath, const Text& fileNode);
+    /// Completes the episodes' "FilePath" to paths in the channel's folder.
+    void makeEpisodeFullPath(platform::Dictionary& podcast, const std::string& podcastChannelName) const;
+    bool checkPodcastEpisodeSize(const Text& storageName, const std::optional<platform::Array>& episodeData);
+    /// The folder of that name in the folder defaultNode of the storage; nothing when there is none.
+    Text podcastEpisodeNodeWithDefaultNode(const Text& defaultNode, const Text& storagePath, const Text& channelName);
+    [[nodiscard]] std::uint64_t totalPodcastEpisodeDataSize(const std::optional<platform::Array>& episodeData) const;
+    [[nodiscard]] std::uint32_t mtpTotalPodcastCount(const std::optional<platform::Array>& contents) const;
+    /// sendCount (may be null) takes the number of episodes.
+    std::uint64_t totalPodcastFileSize(const std::optional<platform::Array>& contents, std::uint32_t* sendCount) const;
+    /// The node of a file at exactly this path.
+    Text podcastFileNode(const std::string& path);
 
     using Notifier = std::shared_ptr<QDMtpDeviceNotifier>;
     /// The context that DeviceProgressCallbackEx takes for a transfer of this service's.
@@ -376,6 +407,11 @@ public:
     [[nodiscard]] std::uint32_t locationNumber() const;
 
 private:
+    std::optional<platform::Dictionary> receivePodcastDocument(const std::string& path, const std::string& toPath,
+                                                               const Text& fileNode);
+    platform::Array presentEpisodes(const platform::Array& episodes, const std::string& channelPath);
+    Text replacePodcastDocument(const std::string& localPath, const std::string& path, const Text& folderNode,
+                                std::uint32_t* error);
     /// A storage's dictionary with its default folders, which are made where they are missing.
     platform::Dictionary withDefaultFolders(const platform::Dictionary& storage, const std::string& volumePath,
                                             bool external);
