@@ -29,15 +29,19 @@ fetch_kernel() {
     touch "$kernel/complete"
 }
 
-# copy_with_libraries FILE...: programs without their symbols, and every library that they load.
+# copy_with_libraries FILE...: programs without their symbols, and every library that they load, in one folder.
 copy_with_libraries() {
-    local file library
+    local file library place
     for file in "$@"; do
         strip -o "$root_fs/bin/$(basename "$file")" "$file"
         while read -r library; do
-            [ -e "$root_fs$library" ] && continue
-            mkdir -p "$root_fs$(dirname "$library")"
-            strip -o "$root_fs$library" "$library" 2>/dev/null || cp -L "$library" "$root_fs$library"
+            case $library in
+                /lib64/ld-*) place=$root_fs$library ;;
+                *) place=$root_fs/guest/lib/$(basename "$library") ;;
+            esac
+            [ -e "$place" ] && continue
+            mkdir -p "$(dirname "$place")"
+            strip -o "$place" "$library" 2>/dev/null || cp -L "$library" "$place"
         done < <(ldd "$file" | grep -o '/[^ ]*')
     done
 }
@@ -46,7 +50,7 @@ copy_with_libraries() {
 make_root_fs() {
     root_fs=$work/root
     rm -rf "$root_fs"
-    mkdir -p "$root_fs"/{bin,etc/umtprd,guest,modules}
+    mkdir -p "$root_fs"/{bin,etc/umtprd,guest/lib,modules}
     cp /bin/busybox "$root_fs/bin/"
     copy_with_libraries "${programs[@]}"
     cp "$here"/guest/*.sh "$root_fs/guest/"
