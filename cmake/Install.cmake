@@ -26,3 +26,7 @@ string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
 configure_file(cmake/mtpservice.pc.in ${CMAKE_CURRENT_BINARY_DIR}/mtpservice.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/mtpservice.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(FILES LICENSE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(TARGET PkgConfig::LIBUSB)
+    # Not below the library folder of the architecture: udev looks in one place.
+    install(FILES udev/70-mtpservice.rules DESTINATION lib/udev/rules.d)
+endif()
