@@ -327,6 +327,26 @@ bool MTPService::renameContent(std::uint32_t serviceID, const Text& path, const 
     return inside()->renameContent(serviceID, path, newName);
 }
 
+std::optional<platform::Array> MTPService::fileInformationList(const Text& /*unused*/, std::uint32_t mediaType,
+                                                               std::uint32_t diskIndex) {
+    return inside()->fileInformationList(mediaType, diskIndex);
+}
+
+std::optional<platform::Array> MTPService::fileNameList(const Text& /*unused*/, std::uint32_t mediaType,
+                                                        std::uint32_t diskIndex) {
+    return inside()->fileNameList(mediaType, diskIndex);
+}
+
+std::optional<platform::Array> MTPService::fileInformationListForAllMediaType(const Text& /*unused*/) {
+    return inside()->fileInformationListForAllMediaType();
+}
+
+std::optional<platform::Dictionary>
+MTPService::backupRestoreMediaFileScan(const std::optional<platform::Dictionary>& fileExtensions,
+                                       bool includeOtherMedia, const Text& otherMediaExceptionFolder) {
+    return inside()->backupRestoreMediaFileScan(fileExtensions, includeOtherMedia, otherMediaExceptionFolder);
+}
+
 std::string MTPService::convertAvailableFileName(const std::string& name) const {
     return inside()->convertAvailableFileName(name);
 }

@@ -8,6 +8,27 @@
 
 #include <algorithm>
 
+namespace {
+
+struct ExtensionList {
+    MediaType type;
+    std::optional<std::vector<std::string>> extensions;
+};
+
+/// In the form that is asked about, made once: listings classify files by the hundred thousand.
+const std::vector<ExtensionList>& extensionLists() {
+    static const std::vector<ExtensionList> lists = [] {
+        std::vector<ExtensionList> made;
+        for (const MediaTypeEntry& media : mediaTypeTable()) {
+            made.push_back({media.type, std::vector<std::string>(media.extensions.begin(), media.extensions.end())});
+        }
+        return made;
+    }();
+    return lists;
+}
+
+} // namespace
+
 bool MTPServicePrivate::checkContentExtensions(const Text& extension,
                                                const std::optional<std::vector<std::string>>& extLists) const {
     if (!extension || !extLists) {
@@ -24,10 +45,9 @@ std::uint32_t MTPServicePrivate::checkMediaType(const Text& name) const {
         return MediaTypeNone;
     }
     const std::string extension = platform::pathExtension(*name);
-    for (const MediaTypeEntry& media : mediaTypeTable()) {
-        const std::vector<std::string> extensions(media.extensions.begin(), media.extensions.end());
-        if (checkContentExtensions(extension, extensions)) {
-            return media.type;
+    for (const ExtensionList& list : extensionLists()) {
+        if (checkContentExtensions(extension, list.extensions)) {
+            return list.type;
         }
     }
     return MediaTypeNone;

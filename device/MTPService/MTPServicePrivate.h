@@ -275,6 +275,8 @@ public:
     /// The node handle that the content index holds for a device path.
     [[nodiscard]] Text indexedNode(const std::string& devicePath) const;
     void indexNode(const std::string& devicePath, const std::string& nodeID);
+    /// The nodes of a listing ("FilePath", "NodeID").
+    void indexNodes(const platform::Array& files);
     void unindexNode(const std::string& devicePath);
     /// An object got a new name: its entry, and those of what lies in it, move to their new paths.
     void renameIndexed(const std::string& devicePath, const std::string& newName);
@@ -312,6 +314,29 @@ public:
     Text knownNode(const std::string& path);
     /// The path of the last storage that is internal memory.
     [[nodiscard]] Text internalVolumePath() const;
+
+    // Lists by kind (MTPServiceFileLists.cpp, MTPServiceBackupScan.cpp)
+    std::optional<platform::Array> fileInformationList(std::uint32_t mediaType, std::uint32_t diskIndex);
+    std::optional<platform::Array> fileNameList(std::uint32_t mediaType, std::uint32_t diskIndex);
+    std::optional<platform::Array> fileInformationListForAllMediaType();
+    std::optional<platform::Dictionary>
+    backupRestoreMediaFileScan(const std::optional<platform::Dictionary>& fileExtensions, bool includeOtherMedia,
+                               const Text& otherMediaExceptionFolder);
+    /// Four content groups (music, images, video, podcasts) of a storage's files; nothing once the service is released.
+    /// The entries' nodes go into the index. Storage path and disk type are not used. (The name is spelled so.)
+    std::optional<platform::Array> seperateMediaFiles(std::uint32_t diskIndex, const Text& storagePath,
+                                                      std::uint32_t diskType, std::optional<platform::Array> mediaLists);
+    /// The files of one kind with their "diskIndex", or the podcasts that they describe; nothing for an empty list and
+    /// once the service is released. The entries' nodes go into the index. Source path and disk type are not used.
+    std::optional<platform::Array> consistOfMediaContents(std::uint32_t diskIndex, const Text& sourcePath,
+                                                          std::uint32_t diskType, std::uint32_t mediaType,
+                                                          std::optional<platform::Array> mediaLists);
+    /// The files sorted into the four lists of a backup scan; nothing for an empty list. The exception folder is not
+    /// used.
+    [[nodiscard]] std::optional<platform::Dictionary>
+    makeBackupFileDictionary(const std::optional<platform::Array>& files,
+                             const std::optional<platform::Dictionary>& fileExtensions, bool includeOtherMedia,
+                             const Text& otherMediaExceptionFolder) const;
 
     // Playlists (MTPServicePlaylists.cpp, MTPServicePlaylistEdits.cpp, MTPServicePlaylistSync.cpp)
     bool createPlaylist(const Text& name, std::uint32_t mediaType, const std::optional<platform::Array>& contents);
@@ -441,6 +466,20 @@ private:
     std::optional<platform::Array> listFolder(const Text& path, Enumeration enumeration, const char* message);
     /// Moves the entries' nodes into the index and makes their paths those of the folder as it was named.
     void indexListed(platform::Array& entries, const std::string& folderPath);
+
+    using MediaEnumeration = std::optional<platform::Array> (MtpControl::*)(_MTP_DEVICE_NODE*, _MTP_STORAGE_NODE*,
+                                                                            const Text&,
+                                                                            const std::vector<std::string>&);
+    std::optional<platform::Array> mediaList(std::uint32_t mediaType, std::uint32_t diskIndex,
+                                             MediaEnumeration enumeration);
+    std::optional<platform::Array> enumerated(MediaEnumeration enumeration, const Text& source,
+                                              const std::vector<std::string>& extensions);
+    /// Adds a storage's groups. False once the service is released; isListed is set when the storage could be listed.
+    bool addContentGroups(const platform::Dictionary& storage, const std::vector<std::string>& extensions,
+                          platform::Array& groups, bool& isListed);
+    std::optional<platform::Array> storagePlaylists(const platform::Dictionary& storage);
+    /// The podcast that a channel document on the device describes.
+    std::optional<platform::Dictionary> podcastOfDocument(const platform::Dictionary& file);
 
     /// The default folder of a storage of another device, whose service the delegate knows.
     Text folderOnOtherDevice(const std::string& locationID, std::uint32_t mediaType, std::uint32_t storageIndex);

@@ -90,8 +90,8 @@ DGSTATUS Device::renameNode(NodeIndex node, const std::u16string& name) {
 
 DGSTATUS Device::media(NodeIndex file, MediaProperties& media) {
     const Node& node = _tree.at(file);
-    if (const MediaProperties* known = _media.find(node.handle)) {
-        media = *known;
+    if (auto known = _media.find(node.handle)) {
+        media = *std::move(known);
         return DGSTATUS_SUCCESS;
     }
     const DGSTATUS status = session().mediaProperties(node.handle, node.format, media);

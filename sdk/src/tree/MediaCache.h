@@ -3,46 +3,50 @@
 
 #include "mtp/Session.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <optional>
+#include <string>
 #include <unordered_map>
 
 namespace mtpsdk {
 
-/// The metadata of the objects that were asked about or sent last, so that asking again costs no request. Bounded: the
-/// oldest goes first. Not thread-safe.
+/// The metadata of the objects that were listed, asked about or sent, so that asking again costs no request. Kept in a
+/// packed form; bounded in memory, far above what a device of some hundred thousand songs takes: the oldest goes first.
+/// Not thread-safe.
 class MediaCache {
 public:
-    [[nodiscard]] const MediaProperties* find(std::uint32_t handle) const {
-        const auto found = _entries.find(handle);
-        return found == _entries.end() ? nullptr : &found->second;
-    }
+    static constexpr std::size_t defaultLimit = std::size_t{192} << 20U;
+    /// Bytes that it may take, roughly.
+    explicit MediaCache(std::size_t limit = defaultLimit)
+        : _limit(limit) {}
 
-    void put(std::uint32_t handle, MediaProperties media) {
-        if (_entries.insert_or_assign(handle, std::move(media)).second) {
-            _order.push_back(handle);
-        }
-        while (_order.size() > capacity) {
-            _entries.erase(_order.front());
-            _order.pop_front();
-        }
-    }
-
-    void erase(std::uint32_t handle) {
-        if (_entries.erase(handle) != 0) {
-            std::erase(_order, handle);
-        }
-    }
-
-    void clear() {
-        _entries.clear();
-        _order.clear();
-    }
+    [[nodiscard]] std::optional<MediaProperties> find(std::uint32_t handle) const;
+    void put(std::uint32_t handle, const MediaProperties& media);
+    void erase(std::uint32_t handle);
+    void clear();
 
 private:
-    static constexpr std::size_t capacity = 32768;
-    std::unordered_map<std::uint32_t, MediaProperties> _entries;
-    std::deque<std::uint32_t> _order;
+    struct Entry {
+        std::u16string packed;
+        std::uint64_t number = 0; ///< of the put that made it
+    };
+    struct Place {
+        std::uint32_t handle;
+        std::uint64_t number;
+    };
+    using Entries = std::unordered_map<std::uint32_t, Entry>;
+
+    [[nodiscard]] static std::size_t cost(const Entry& entry);
+    void forget(Entries::iterator entry);
+    void dropOldest();
+
+    std::size_t _limit;
+    std::size_t _size = 0;
+    std::uint64_t _lastNumber = 0;
+    Entries _entries;
+    std::deque<Place> _order; ///< of the puts; places whose entry is gone or newer mean nothing
 };
 
 } // namespace mtpsdk
