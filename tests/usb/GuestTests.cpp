@@ -193,7 +193,7 @@ TEST_F(GuestTest, FoldersAreListedWithAllThatIsInThem) {
     EXPECT_EQ(session->listFolder(storages[0], 0, entries), DGSTATUS_SUCCESS);
     EXPECT_EQ(std::ranges::count(entries, u"Shelf", &ObjectEntry::name), 1);
     EXPECT_EQ(session->listFolder(storages[1], 0, entries), DGSTATUS_SUCCESS);
-    EXPECT_TRUE(entries.empty());
+    EXPECT_EQ(std::ranges::count(entries, u"Shelf", &ObjectEntry::name), 0);
     EXPECT_EQ(session->deleteObject(folder.handle), DGSTATUS_SUCCESS);
     EXPECT_FALSE(std::filesystem::exists(phone + "Shelf"));
 }

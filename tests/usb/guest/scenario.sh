@@ -89,7 +89,7 @@ check "and nothing is attached" fails mtpservice devices
 plug_in
 check "plugged in, it is back" wait_for mtpservice devices
 check "and works" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
-rm -rf $phone/* "$local"
+rm -rf "$local"
 check "the session over this line" timeout 120 usb_guest_tests --gtest_color=no --gtest_brief=1
 tail -3 /tmp/said
 
