@@ -267,10 +267,12 @@ public:
     /// "FilePath". Nothing when there is no such playlist.
     std::optional<platform::Array> enumeratorPlaylistInfo(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
                                                           const std::string& playlistName, const Text& storagePath);
-    /// The files that the playlist refers to now, in order; those that are gone are left out.
+    /// The files that the playlist refers to now, in order; those that are gone are left out. None also when the list
+    /// cannot be read or there is no such playlist: `error` tells. A list that was not read whole must not be written
+    /// back.
     std::vector<_MTP_FILE_NODE*> enumeratorFileNodeAtPlaylist(_MTP_DEVICE_NODE* device,
                                                               _MTP_STORAGE_NODE* currentStorage,
-                                                              const std::string& playlistName);
+                                                              const std::string& playlistName, std::uint32_t* error);
     _MTP_PLAYLIST_NODE* searchPlaylistName(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
                                            const std::string& playlistName);
     /// Makes a playlist in the folder (or storage) `parent`. A name that is there answers

@@ -245,10 +245,16 @@ std::optional<Array> MtpControl::enumeratorPlaylistInfo(_MTP_DEVICE_NODE* device
 
 std::vector<_MTP_FILE_NODE*> MtpControl::enumeratorFileNodeAtPlaylist(_MTP_DEVICE_NODE* device,
                                                                       _MTP_STORAGE_NODE* currentStorage,
-                                                                      const std::string& playlistName) {
+                                                                      const std::string& playlistName,
+                                                                      std::uint32_t* error) {
+    _MTP_PLAYLIST_NODE* playlist = nullptr;
     std::vector<Entry> entries;
-    if (_MTP_PLAYLIST_NODE* playlist = searchPlaylistName(device, currentStorage, playlistName)) {
-        (void) readPlaylist(*this, playlist, entries);
+    DGSTATUS status = findPlaylist(*this, device, currentStorage, playlistName, playlist);
+    if (status == DGSTATUS_SUCCESS) {
+        status = readPlaylist(*this, playlist, entries);
+    }
+    if (!answer(status, error)) {
+        entries.clear(); // half a list is no list
     }
     return filesOf(entries);
 }

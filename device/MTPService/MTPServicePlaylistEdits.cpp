@@ -134,8 +134,15 @@ bool MTPServicePrivate::sendMediaFileToPlaylist(const Text& playlistName, MtpCon
     }
     // One section, so that nobody changes the playlist between looking at it and writing it.
     const Synchronized library(MtpControl::classMonitor());
+    std::uint32_t status = DGSTATUS_SUCCESS;
     const PlaylistNodes present =
-        _mtpControl->enumeratorFileNodeAtPlaylist(_currentDeviceNode, storage->node, *playlistName);
+        _mtpControl->enumeratorFileNodeAtPlaylist(_currentDeviceNode, storage->node, *playlistName, &status);
+    if (status != DGSTATUS_SUCCESS) { // what was not read would be lost with the new list
+        if (error != nullptr) {
+            *error = status;
+        }
+        return false;
+    }
     auto all = makePlaylistNodes(present.size() + nodeLists.size(), "Memory allocate is failed.");
     if (!all) {
         return fail();

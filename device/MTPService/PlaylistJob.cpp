@@ -58,7 +58,9 @@ PlaylistJob::Next PlaylistJob::editEntry(std::size_t index) {
     if (_job.stopsForRelease()) {
         return Next::stop;
     }
-    return finishFile(*path, edit(index, *content, *path));
+    return finishFile(*path, _unreadable == DGSTATUS_SUCCESS
+                                 ? edit(index, *content, *path)
+                                 : Outcome{.isWritten = true, .succeeded = false, .status = _unreadable});
 }
 
 std::optional<std::string> PlaylistJob::beginEntry(const Dictionary* content) {
@@ -105,8 +107,8 @@ std::optional<PlaylistNodes> PlaylistJob::presentNodes(std::size_t more, const c
     PlaylistNodes present;
     {
         const Synchronized library(MtpControl::classMonitor());
-        present =
-            _service._mtpControl->enumeratorFileNodeAtPlaylist(_service._currentDeviceNode, storageNode(), name());
+        present = _service._mtpControl->enumeratorFileNodeAtPlaylist(_service._currentDeviceNode, storageNode(), name(),
+                                                                     &_unreadable);
     }
     QD_LOG(5, announcement, name(), present.size());
     auto nodes = makePlaylistNodes(present.size() + more, "Memory allocate is failed.");

@@ -57,7 +57,8 @@ protected:
     virtual Outcome edit(std::size_t index, const platform::Dictionary& content, const std::string& path) = 0;
 
     /// The files that the playlist refers to now, with `more` null entries behind them; nothing (logged) when memory
-    /// runs out.
+    /// runs out. When the list cannot be read, no file is edited: each fails with the reason, since a list that is
+    /// written without what was not read loses it.
     std::optional<PlaylistNodes> presentNodes(std::size_t more, const char* announcement);
     /// Makes nodes that died since they were put into the list null: neither they nor their places are to be used.
     /// Under the library's monitor, in the same section as what uses the nodes.
@@ -79,5 +80,6 @@ private:
     PlaylistRequest _request;
     Manners _manners;
     TransferJob _job;
+    std::uint32_t _unreadable = DGSTATUS_SUCCESS; ///< why the present list could not be read
     bool _lastResult = true;
 };

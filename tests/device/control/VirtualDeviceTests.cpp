@@ -160,7 +160,7 @@ protected:
         }
         lists = &control.createFolder(&card->header, "Playlists", &error)->header;
     }
-    std::vector<_MTP_FILE_NODE*> files() { return control.enumeratorFileNodeAtPlaylist(device, card, "mix"); }
+    std::vector<_MTP_FILE_NODE*> files() { return control.enumeratorFileNodeAtPlaylist(device, card, "mix", &error); }
 
     std::vector<_MTP_FILE_NODE*> songs;
     _MTP_COMMON_NODE* lists = nullptr;

@@ -218,6 +218,36 @@ TEST_F(PlaylistJobTest, AFailedWriteFailsItsFileAndACancelledOneTheRest) {
     }
 }
 
+// A list that is written without what could not be read would lose it.
+TEST_F(PlaylistJobTest, AListThatCannotBeReadIsNotWritten) {
+    create("Best", {"a.mp3", "b.mp3"});
+    const Array first{entry("Best", "a.mp3")};
+    const auto inner = inside();
+    const std::optional<std::string> song = inner->indexedNode("/Player/Phone/Sounds/c.mp3");
+    const auto refuseToTell = [&] {
+        const platform::Synchronized library(MtpControl::classMonitor());
+        const auto storage = inner->playlistStorage();
+        inner->_mtpControl->releaseMTPPlaylist(
+            inner->_mtpControl->searchPlaylistName(inner->_currentDeviceNode, storage->node, "Best"));
+        device->faults().refuse({.operation = mtpsdk::OperationCode::GetObjectReferences, .times = 2},
+                                mtpsdk::ResponseCode::AccessDenied);
+    };
+    const std::int64_t denied = DGSTATUS_INTERNAL_ACCESSDENIED;
+    refuseToTell();
+    add(1, "Best", songs({"c.mp3", "d.mp3"}));
+    EXPECT_EQ(resultStatuses(1), (Numbers{denied, denied}));
+    EXPECT_EQ(last(1).uint32("TransferStatus"), 4U);
+    refuseToTell();
+    remove(2, "Best", first);
+    EXPECT_EQ(resultStatuses(2), (Numbers{denied}));
+    refuseToTell();
+    std::uint32_t error = 0;
+    EXPECT_FALSE(inner->sendMediaFileToPlaylist("Best", song, std::nullopt, &error));
+    EXPECT_EQ(error, denied);
+    EXPECT_EQ(writes.take(), Names());
+    EXPECT_EQ(listed("Best"), (Names{"a.mp3", "b.mp3"}));
+}
+
 TEST_F(PlaylistJobTest, AFileThatVanishesMeanwhileIsNoEntryAnyMore) {
     create("Best", {"a.mp3", "b.mp3"});
     recorder.onEach([&](const platform::Notification& notification) {
