@@ -80,12 +80,16 @@ Next SyncToDevice::sync(std::size_t index) {
     }
     const auto size = platform::fileSize(file->source);
     const PresentFile* present = _present.find(file->name, size);
-    const bool isFirst = _settled.insert(PresentFiles::key(file->name)).second;
+    const std::string key = PresentFiles::key(file->name);
+    const bool isSettled = _settled.contains(key);
+    if (present != nullptr) {
+        _settled.insert(key); // whether it can be replaced or not: it is this entry's
+    }
     if (present != nullptr && size == present->size) {
         leave(*present, file->name);
         return Next::goOn;
     }
-    if (!isFirst) { // one folder cannot hold both; each would replace the other, again and again
+    if (isSettled) { // one folder cannot hold both; each would replace the other, again and again
         _lastResult = false;
         _job.fileFailed(DGSTATUS_NODE_FILE_DUPNAME_EXISTED);
         return Next::goOn;
@@ -158,6 +162,7 @@ Next SyncToDevice::send(const File& file, const SyncFolder& folder, std::size_t 
 void SyncToDevice::finishFile(const File& file, const Text& node) {
     const std::string target = _job.notifier().filePath().value_or("");
     _service.copyMediaFileToLocalTempPath(file.source, target, _request.mediaType);
+    _settled.insert(PresentFiles::key(file.name));
     _present.add(file.name, _job.notifier().storageIndex(), platform::fileSize(file.source).value_or(0),
                  node.value_or(""));
     _job.fileSucceeded();

@@ -119,6 +119,17 @@ TEST_F(SyncTest, BadEntriesFailAloneAndTwoFilesOfOneNameAreOneTooMany) {
     EXPECT_EQ(statuses(3), (Numbers{3}));
 }
 
+TEST_F(SyncTest, AnEntryThatFailedIsInNobodysWay) {
+    std::filesystem::create_directory(files.path("other"));
+    const std::string second = local("other/a.mp3", 2000, 2);
+    sync(1, {content(files.path("a.mp3")), content(second)});
+    const Numbers results = resultStatuses(1);
+    ASSERT_EQ(results.size(), 2U);
+    EXPECT_NE(results[0], 0);
+    EXPECT_EQ(results[1], 0);
+    EXPECT_TRUE(arrived("Phone/Sounds/a.mp3", second));
+}
+
 TEST_F(FullSyncTest, TheNextStorageTakesWhatTheFirstHasNoRoomFor) {
     Array contents;
     for (int i = 0; i < 7; ++i) {
