@@ -251,6 +251,10 @@ ExitStatus sync(Environment& environment, const std::vector<std::string>& paths)
         const std::string onDevice = known ? known->name : name;
         Sources sources(environment, *session);
         sources.addPlaylistFile(path);
+        if (environment.interrupt.isRequested()) {
+            isAllDone = false; // the music folders were not looked through to the end: the playlist stays as it is
+            break;
+        }
         platform::Array children;
         for (const DeviceEntry& entry : sources.files) {
             children.emplace_back(platform::Dictionary{{"FilePath", entry.path}, {"FileName", entry.name}});
