@@ -19,6 +19,7 @@ void addCommands(Commands& commands) {
     addPlayCommand(commands);
     addRemoveCommand(commands);
     addPlaylistCommand(commands);
+    addPodcastCommand(commands);
     addSyncCommand(commands);
     addCopyCommand(commands);
     addVirtualCommand(commands);

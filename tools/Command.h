@@ -59,6 +59,7 @@ void addRemoveCommand(Commands& commands);
 void addSyncCommand(Commands& commands);
 void addCopyCommand(Commands& commands);
 void addPlaylistCommand(Commands& commands);
+void addPodcastCommand(Commands& commands);
 /// What changes a playlist's content: part of the playlist command.
 void addPlaylistEditCommands(Commands& commands, CLI::App& group);
 

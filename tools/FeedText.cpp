@@ -32,7 +32,8 @@ std::string lowered(std::string_view text) {
 std::optional<int> number(std::string_view text, int base = 10) {
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+    const bool isWhole = error == std::errc() && end == text.data() + text.size();
+    return isWhole && value >= 0 ? std::optional(value) : std::nullopt;
 }
 
 // --- HTML ---
@@ -120,13 +121,15 @@ std::vector<std::string_view> words(std::string_view text) {
 }
 
 std::optional<std::chrono::seconds> timeOfDay(std::string_view text) {
-    const auto hours = number(text.substr(0, 2));
-    const auto minutes = text.size() >= 5 && text[2] == ':' ? number(text.substr(3, 2)) : std::nullopt;
-    const auto seconds = text.size() >= 8 && text[5] == ':' ? number(text.substr(6, 2)) : std::optional(0);
-    if (!hours || !minutes || !seconds || *hours > 23 || *minutes > 59 || *seconds > 60) {
+    // Beyond any clock where there is no number, which the limits then refuse.
+    constexpr int missing = 100;
+    const int hours = number(text.substr(0, 2)).value_or(missing);
+    const int minutes = text.size() >= 5 && text[2] == ':' ? number(text.substr(3, 2)).value_or(missing) : missing;
+    const int seconds = text.size() >= 8 && text[5] == ':' ? number(text.substr(6, 2)).value_or(missing) : 0;
+    if (hours > 23 || minutes > 59 || seconds > 60) {
         return std::nullopt;
     }
-    return std::chrono::hours(*hours) + std::chrono::minutes(*minutes) + std::chrono::seconds(*seconds);
+    return std::chrono::hours(hours) + std::chrono::minutes(minutes) + std::chrono::seconds(seconds);
 }
 
 /// "+0200", "+02:00", "Z" or a name; an unknown name counts as UTC, as mail readers take it.

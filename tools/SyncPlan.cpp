@@ -40,6 +40,8 @@ const char* defaultFolderKey(MediaType type) {
         return "DefaultMoviePath";
     case MediaTypePlaylist:
         return "DefaultPlaylistPath";
+    case MediaTypePodcast:
+        return "DefaultPodcastPath";
     default:
         return "DefaultMusicPath";
     }
