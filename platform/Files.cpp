@@ -35,9 +35,9 @@ std::error_code openRegularFile(const Descriptor& source, std::uint64_t& size) {
 }
 
 /// Copies in the kernel for as long as the file systems go along; what is left, or goes wrong, is copyBlocks' affair.
-void copyRanges(int from, int to, std::uint64_t size) {
-    constexpr std::uint64_t longest = std::uint64_t{1} << 30;
-    while (size > 0) {
+void copyRanges(int from, int to, std::uint64_t size, const std::stop_token& stop) {
+    constexpr std::uint64_t longest = std::uint64_t{8} << 20; // a few milliseconds: a stop is soon seen
+    while (size > 0 && !stop.stop_requested()) {
         const auto wanted = static_cast<std::size_t>(std::min(size, longest));
         const ssize_t copied =
             retryInterrupted([&] { return ::copy_file_range(from, nullptr, to, nullptr, wanted, 0); });
@@ -49,11 +49,14 @@ void copyRanges(int from, int to, std::uint64_t size) {
 }
 
 /// Copies from the current position to the end, which the file may have moved meanwhile.
-std::error_code copyBlocks(int from, AtomicFile& to) {
+std::error_code copyBlocks(int from, AtomicFile& to, const std::stop_token& stop) {
     constexpr std::size_t smallest = 4096;
     constexpr std::size_t largest = std::size_t{256} * 1024;
     std::vector<std::byte> block(smallest); // mostly all that is left is the end
     for (;;) {
+        if (stop.stop_requested()) {
+            return std::make_error_code(std::errc::operation_canceled);
+        }
         const ssize_t size = retryInterrupted([&] { return ::read(from, block.data(), block.size()); });
         if (size < 0) {
             return lastSystemError();
@@ -109,6 +112,13 @@ std::error_code createFolders(const std::string& path) {
 }
 
 std::error_code copyFile(const std::string& from, const std::string& to) {
+    AtomicFile copy;
+    const auto error = copyFile(from, to, copy, {});
+    return error ? error : copy.commit();
+}
+
+std::error_code copyFile(const std::string& from, const std::string& to, AtomicFile& copy,
+                         const std::stop_token& stop) {
     if (!isPath(from)) {
         return std::make_error_code(std::errc::invalid_argument);
     }
@@ -119,17 +129,14 @@ std::error_code copyFile(const std::string& from, const std::string& to) {
     if (const auto error = openRegularFile(source, size)) {
         return error;
     }
-    AtomicFile target;
-    if (const auto error = target.open(to)) {
+    if (const auto error = copy.open(to)) {
         return error;
     }
-    if (::ioctl(target.descriptor(), FICLONE, source.get()) != 0) {
-        copyRanges(source.get(), target.descriptor(), size);
-        if (const auto error = copyBlocks(source.get(), target)) {
-            return error;
-        }
+    if (::ioctl(copy.descriptor(), FICLONE, source.get()) == 0) {
+        return {};
     }
-    return target.commit();
+    copyRanges(source.get(), copy.descriptor(), size, stop);
+    return copyBlocks(source.get(), copy, stop);
 }
 
 std::error_code removeFile(const std::string& path) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "device/MTPService/FileSender.h"
+#include "device/MTPService/LocalCopy.h"
 #include "device/MTPService/MTPService.h"
 #include "device/MTPService/MethodTrace.h"
 #include "device/MTPService/TransferJob.h"
@@ -26,7 +27,8 @@ public:
         , _sender(
               service, {&DeviceProgressCallbackEx, _job.callbackContext()},
               {.mayOverwrite = [this](const std::string& name) { return FileSender::asksToOverwrite(_service, name); },
-               .mustStop = [this] { return _job.stopsForRelease(); }}) {}
+               .mustStop = [this] { return _job.stopsForRelease(); }})
+        , _localCopier(service) {}
 
     /// Answers whether the last file operation succeeded.
     bool run() {
@@ -49,6 +51,7 @@ private:
     Text _folderNode;
     TransferJob _job;
     FileSender _sender;
+    LocalCopier _localCopier;
     bool _lastResult = true;
 };
 
@@ -70,6 +73,7 @@ Next CopyToDevice::copy(std::size_t index) {
     }
     if (data) {
         file->data = *std::move(data);
+        _localCopier.begin(file->source, file->target);
         outcome = _sender.send(*file);
     }
     if (outcome.isStopped) {
@@ -113,7 +117,7 @@ std::optional<OutgoingFile> CopyToDevice::fileAt(std::size_t index) const {
 }
 
 void CopyToDevice::finishFile(const OutgoingFile& file, const SendOutcome& outcome) {
-    _service.copyMediaFileToLocalTempPath(file.source, file.target, _request.mediaType);
+    _localCopier.keep();
     _sender.takeIn(file, outcome, _job.notifier());
     if (_request.playlistName) {
         std::uint32_t error = 0;

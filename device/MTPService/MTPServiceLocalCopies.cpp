@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "device/MTPService/MTPServicePrivate.h"
-
+#include "device/MTPService/LocalCopy.h"
 #include "device/MTPService/MethodTrace.h"
 #include "platform/Files.h"
 #include "platform/Log.h"
@@ -41,27 +40,46 @@ MTPServicePrivate::Text MTPServicePrivate::localCopyPath(const std::string& devi
 bool MTPServicePrivate::copyMediaFileToLocalTempPath(const std::string& sourcePath, const std::string& targetPath,
                                                      std::uint32_t /*mediaType*/) const {
     const MethodTrace trace(6);
-    const Text copy = targetPath.starts_with('/') ? localCopyPath(targetPath) : std::nullopt;
+    LocalCopy copy;
+    return copy.prepare(*this, sourcePath, targetPath, {}) && copy.keep();
+}
+
+bool LocalCopy::prepare(const MTPServicePrivate& service, const std::string& source, const std::string& target,
+                        const std::stop_token& stop) {
+    const std::optional<std::string> copy = target.starts_with('/') ? service.localCopyPath(target) : std::nullopt;
     if (!copy) {
-        QD_LOG(3, "%@ has no local temp file.", targetPath);
+        QD_LOG(3, "%@ has no local temp file.", target);
         return false;
     }
-    if (isUpToDate(*copy, sourcePath)) {
-        QD_LOG(5, "Already exist local temp file : %@", *copy);
+    _path = *copy;
+    _isThere = isUpToDate(_path, source);
+    if (_isThere) {
+        QD_LOG(5, "Already exist local temp file : %@", _path);
         return true;
     }
-    const std::string folder = platform::deletingLastPathComponent(*copy);
+    const std::string folder = platform::deletingLastPathComponent(_path);
     if (const std::error_code error = platform::createFolders(folder)) {
         QD_LOG(3, "Create %@ folder is fail. Error = %@", folder, error.message());
         return false;
     }
-    const std::uint64_t needed = platform::fileSize(sourcePath).value_or(0) + freeSpaceReserve;
-    if (volumeFreeSpace(folder) < needed || platform::fileSystemFreeSize(folder).value_or(0) < needed) {
-        QD_LOG(5, "No space for local temp file : %@", *copy);
+    const std::uint64_t needed = platform::fileSize(source).value_or(0) + freeSpaceReserve;
+    if (service.volumeFreeSpace(folder) < needed || platform::fileSystemFreeSize(folder).value_or(0) < needed) {
+        QD_LOG(5, "No space for local temp file : %@", _path);
         return false;
     }
-    if (const std::error_code error = platform::copyFile(sourcePath, *copy)) {
-        QD_LOG(3, "Copy %@ to %@ is fail. Error = %@", sourcePath, *copy, error.message());
+    const std::error_code error = platform::copyFile(source, _path, _file, stop);
+    if (error && !stop.stop_requested()) {
+        QD_LOG(3, "Copy %@ to %@ is fail. Error = %@", source, _path, error.message());
+    }
+    return !error;
+}
+
+bool LocalCopy::keep() {
+    if (_isThere) {
+        return true;
+    }
+    if (const std::error_code error = _file.commit()) {
+        QD_LOG(3, "Write %@ is fail. Error = %@", _path, error.message());
         return false;
     }
     return true;
