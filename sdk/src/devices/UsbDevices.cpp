@@ -45,10 +45,17 @@ DGSTATUS UsbDevices::openTransport(std::uint32_t locationId, std::unique_ptr<Tra
     DGSTATUS status = DGSTATUS_SUCCESS;
     std::string reason;
     transport = UsbTransport::open(*device, status, reason);
-    if (!transport) {
-        QD_LOG(3, "%@", reason);
-    }
+    tell(locationId, reason);
     return status;
+}
+
+void UsbDevices::tell(std::uint32_t locationId, const std::string& reason) {
+    const std::lock_guard lock(_mutex);
+    std::string& told = _told[locationId];
+    if (told != reason && !reason.empty()) {
+        QD_LOG(0, "%@", reason);
+    }
+    told = reason;
 }
 
 } // namespace mtpsdk

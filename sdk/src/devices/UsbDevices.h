@@ -4,7 +4,10 @@
 #include "devices/DeviceRegistry.h"
 
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <vector>
 
 namespace mtpsdk {
@@ -13,8 +16,15 @@ namespace mtpsdk {
 class UsbDevices final : public DeviceSource {
 public:
     [[nodiscard]] std::vector<vemomtpsdk::AttachedDevice> devices() override;
-    /// What keeps a device from being opened is logged in words for a person.
+    /// What keeps a device from being opened is said in the log in words for a person, whatever the log's level, and
+    /// once: nobody but the person can do anything about it.
     [[nodiscard]] DGSTATUS openTransport(std::uint32_t locationId, std::unique_ptr<Transport>& transport) override;
+
+private:
+    void tell(std::uint32_t locationId, const std::string& reason);
+
+    std::mutex _mutex;
+    std::map<std::uint32_t, std::string> _told; ///< by location, until the device opens
 };
 
 } // namespace mtpsdk

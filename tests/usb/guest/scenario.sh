@@ -39,10 +39,12 @@ wait_for() {
 on_its_way() { [ -n "$(find $phone -name "$(basename "$1")" -size +0)" ]; }
 
 # cancelled_put FILE: a put that a person stops while its bytes are on the way.
+# Another program that wants the device meanwhile is told who has it.
 cancelled_put() {
     mtpservice put --no-metadata "$1" &
     local job=$!
     wait_for on_its_way "$1" || return 1
+    mtpservice storages > /tmp/refused 2>&1
     kill $job # as Ctrl-C, which a shell like this one keeps from what it runs beside itself
     wait $job
     [ -z "$(find $phone -name "$(basename "$1")")" ]
@@ -63,7 +65,7 @@ head -c 70000 /dev/urandom > "$local/tree/song.mp3"
 head -c 262132 /dev/urandom > "$local/tree/whole packets.jpg"
 head -c 65536 /dev/urandom > "$local/tree/sub/Grüße 日本.png"
 head -c 12000000 /dev/urandom > "$local/card-cannot.jpg"
-head -c 40000000 /dev/zero > "$local/large.mp3"
+head -c 80000000 /dev/zero > "$local/large.mp3"
 
 check "the device appears" wait_for mtpservice devices
 check "the device is listed" mtpservice devices
@@ -83,6 +85,7 @@ check "and gone" test ! -e "$phone/DCIM/Camera/whole packets.jpg"
 check "a storage that is full refuses" fails mtpservice put --no-metadata --storage Card "$local/card-cannot.jpg"
 check "and keeps nothing of it" test -z "$(find /storages/card -type f)"
 check "cancelling leaves nothing of the file under way" cancelled_put "$local/large.mp3"
+check "who holds a device is told" grep 'Another program is using "Guest Player": mtpservice (process' /tmp/refused
 check "and the device goes on" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
 check "pulling the cable ends the transfer" torn_put "$local/large.mp3"
 check "and nothing is attached" fails mtpservice devices
