@@ -72,15 +72,7 @@ SendOutcome FileSender::sendOnce(const OutgoingFile& file) {
 SendOutcome FileSender::replace(const OutgoingFile& file, SendOutcome outcome) {
     MtpControl& control = *_service._mtpControl;
     if (!outcome.node) {
-        // The library did not say what bears the name. Found by its path, the deletion would take a folder for a file
-        // that is named like it, so nothing but the file that the path spells may go.
-        outcome.node =
-            control.exactNode(_service._currentDeviceNode, _service._storageHeadNode, std::nullopt, file.target);
-        const _MTP_COMMON_NODE* existing = MtpControl::nodeFromText(outcome.node);
-        if (existing == nullptr || existing->Signature != MTP_SIGNATURE_FILE) {
-            outcome.node.reset();
-            return outcome;
-        }
+        return outcome; // not one file bears the name alone: a deletion by path could take another, and make no room
     }
     const bool isDeleted = control.deleteItemAtPath(_service._currentDeviceNode, _service._storageHeadNode,
                                                     outcome.node, file.target, &outcome.status);

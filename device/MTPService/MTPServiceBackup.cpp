@@ -114,7 +114,7 @@ bool MTPServicePrivate::restoreFile(const Dictionary& file, const std::string& p
                                                  nullptr, &node, &status);
     };
     bool sent = send();
-    if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED &&
+    if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED && node &&
         _mtpControl->deleteItemAtPath(_currentDeviceNode, _storageHeadNode, node, path, &status) &&
         status == DGSTATUS_SUCCESS) {
         sent = send();

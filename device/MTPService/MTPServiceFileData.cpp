@@ -130,7 +130,7 @@ bool MTPServicePrivate::sendLocalCopy(const std::string& localPath, const std::s
                                                                localPath, path, nullptr, nullptr, &node, &status);
     };
     bool sent = send();
-    if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED) {
+    if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED && node) {
         const bool deleted = _mtpControl->deleteItemAtPath(_currentDeviceNode, _storageHeadNode, node, path, &status);
         sent = deleted && send();
     }

@@ -170,7 +170,7 @@ Text MTPServicePrivate::replacePodcastDocument(const std::string& localPath, con
     };
     deleteAtDevice(path, error); // there may be none
     bool isSent = send();
-    if (!isSent && *error == DGSTATUS_NODE_FILE_DUPNAME_EXISTED) {
+    if (!isSent && node && *error == DGSTATUS_NODE_FILE_DUPNAME_EXISTED) {
         _mtpControl->deleteItemAtPath(_currentDeviceNode, _storageHeadNode, node, path, error);
         if (getReleaseState() == 1) {
             QD_LOG(5, "Device Disconnected - %@", locationID());

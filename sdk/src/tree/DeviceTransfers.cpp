@@ -28,6 +28,9 @@ DGSTATUS Device::sendFile(const std::string& path, const std::u16string& name, N
         return DGSTATUS_FILE_INVALID_CHAR;
     }
     status = checkFree(parent, name, 0, file);
+    if (file != 0 && _tree.child(parent, name, NodeTree::Match::anyCase, file) != 0) {
+        file = 0; // two that differ only in case: deleting either would not make room, so neither is offered
+    }
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }

@@ -207,6 +207,21 @@ TEST_F(CopyTest, OverwritingReplacesAndMayBeRemembered) {
     EXPECT_TRUE(arrived("Phone/Sounds/a.mp3", versions[2]));
 }
 
+// Deleting one of them would not make room for the new file, which bears the other's name too.
+TEST_F(CopyTest, NamesThatDifferOnlyInCaseAreNeitherOverwritten) {
+    copy(1, {content(local("a.mp3", 1000, 1))});
+    writeFile(device->path("Phone/Sounds/A.mp3"), "the other");
+    ASSERT_TRUE(waitUntil([&] { return service->fileLists("/Player/Phone/Sounds")->size() == 2; }));
+    auto delegate = std::make_shared<Delegate>();
+    service->setConfirmDelegate(delegate);
+    delegate->answer = true;
+    std::filesystem::create_directory(files.path("new"));
+    copy(2, {content(local("new/a.mp3", 1500, 2)), content(local("new/A.mp3", 1500, 3))});
+    EXPECT_EQ(resultStatuses(2), (Numbers{duplicate, duplicate}));
+    EXPECT_TRUE(arrived("Phone/Sounds/a.mp3", files.path("a.mp3")));
+    EXPECT_EQ(std::filesystem::file_size(device->path("Phone/Sounds/A.mp3")), 9U);
+}
+
 TEST_F(CopyTest, ReleasedWhileTheOverwriteQuestionIsAsked) {
     const std::string song = local("a.mp3", 1000);
     copy(1, {content(song)});
