@@ -14,6 +14,13 @@ Action Commands::parsed() const {
 void addCommands(Commands& commands) {
     addDevicesCommand(commands);
     addStoragesCommand(commands);
+    addDfCommand(commands);
+    addLsCommand(commands);
+    addTreeCommand(commands);
+    addFindCommand(commands);
+    addListCommand(commands);
+    addInfoCommand(commands);
+    addCatCommand(commands);
     addPutCommand(commands);
     addGetCommand(commands);
     addPlayCommand(commands);
@@ -22,6 +29,8 @@ void addCommands(Commands& commands) {
     addPodcastCommand(commands);
     addSyncCommand(commands);
     addCopyCommand(commands);
+    addFolderCommands(commands);
+    addBackupCommands(commands);
     addVirtualCommand(commands);
 }
 

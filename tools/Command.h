@@ -52,6 +52,17 @@ void addCommands(Commands& commands);
 void addVirtualCommand(Commands& commands);
 void addDevicesCommand(Commands& commands);
 void addStoragesCommand(Commands& commands);
+void addDfCommand(Commands& commands);
+void addLsCommand(Commands& commands);
+void addTreeCommand(Commands& commands);
+void addFindCommand(Commands& commands);
+void addListCommand(Commands& commands);
+void addInfoCommand(Commands& commands);
+void addCatCommand(Commands& commands);
+/// mkdir and mv.
+void addFolderCommands(Commands& commands);
+/// backup and restore.
+void addBackupCommands(Commands& commands);
 void addPutCommand(Commands& commands);
 void addGetCommand(Commands& commands);
 void addPlayCommand(Commands& commands);

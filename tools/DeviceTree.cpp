@@ -2,6 +2,7 @@
 #include "tools/DeviceTree.h"
 
 #include "platform/Strings.h"
+#include "tools/Failure.h"
 #include "tools/ScreenText.h"
 
 #include <algorithm>
@@ -10,9 +11,9 @@
 namespace tool {
 namespace {
 
-void addEntries(std::vector<DeviceEntry>& entries, const std::optional<platform::Array>& listed,
-                const DeviceEntry& folder, bool isFolder) {
-    for (const platform::Value& value : listed.value_or(platform::Array())) {
+void addEntries(std::vector<DeviceEntry>& entries, const platform::Array& listed, const DeviceEntry& folder,
+                bool isFolder) {
+    for (const platform::Value& value : listed) {
         const platform::Dictionary* file = value.dictionary();
         const auto name = file ? file->string("FileName") : std::nullopt;
         if (name && !name->empty()) {
@@ -20,7 +21,8 @@ void addEntries(std::vector<DeviceEntry>& entries, const std::optional<platform:
                                .name = *name,
                                .size = file->uint64("FileSize").value_or(0),
                                .isFolder = isFolder,
-                               .storage = folder.storage});
+                               .storage = folder.storage,
+                               .information = *file});
         }
     }
 }
@@ -39,6 +41,14 @@ DeviceEntry DeviceTree::root(std::size_t storage) const {
             .name = storageLabel(*_session.storages()[storage].dictionary()),
             .isFolder = true,
             .storage = storage};
+}
+
+std::vector<DeviceEntry> DeviceTree::storages() const {
+    std::vector<DeviceEntry> entries;
+    for (std::size_t storage = 0; storage < _volumes.size(); ++storage) {
+        entries.push_back(root(storage));
+    }
+    return entries;
 }
 
 std::uint32_t DeviceTree::diskIndex(const DeviceEntry& entry) const {
@@ -128,8 +138,14 @@ const std::vector<DeviceEntry>& DeviceTree::list(const DeviceEntry& folder) {
         return known->second;
     }
     std::vector<DeviceEntry> entries;
-    addEntries(entries, _session.service().folderLists(folder.path), folder, true);
-    addEntries(entries, _session.service().fileLists(folder.path), folder, false);
+    const auto folders = _session.service().folderLists(folder.path);
+    const auto files = _session.service().fileLists(folder.path);
+    if (!folders || !files) {
+        // Taken for empty, it would look as if all in it had been fetched, or were to be forgotten.
+        throw Failure(ExitStatus::someFailed, safeText(folder.path) + " cannot be listed: the device does not answer");
+    }
+    addEntries(entries, *folders, folder, true);
+    addEntries(entries, *files, folder, false);
     std::sort(entries.begin(), entries.end(), [](const DeviceEntry& left, const DeviceEntry& right) {
         return std::pair(!left.isFolder, left.name) < std::pair(!right.isFolder, right.name);
     });

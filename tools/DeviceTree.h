@@ -27,6 +27,7 @@ struct DeviceEntry {
     /// Another name in the folder equals this one but for case. The service cannot tell the two apart, so nothing that
     /// reads, replaces or removes may be done by this path.
     bool hasTwin = false;
+    platform::Dictionary information = {}; ///< what the service tells of it; empty for a storage
 };
 
 /// What a person means by device paths, looked up component by component in the listings of the folders, so that never
@@ -42,6 +43,8 @@ public:
     /// The entry of exactly this path of the service's own spelling (a default folder, a playlist's file).
     [[nodiscard]] std::optional<DeviceEntry> findWhole(const std::string& path);
 
+    /// The storages themselves, as folders.
+    [[nodiscard]] std::vector<DeviceEntry> storages() const;
     /// What lies directly in a folder: folders, then files, each by name.
     [[nodiscard]] const std::vector<DeviceEntry>& list(const DeviceEntry& folder);
     /// Every entry below a folder, folders before what is in them. Ends early when `isStopped` says so.

@@ -5,6 +5,7 @@
 #include "tools/DeviceSession.h"
 #include "tools/JsonValue.h"
 #include "tools/MusicFinder.h"
+#include "tools/PassingFolder.h"
 #include "tools/PlaylistFile.h"
 #include "tools/Playlists.h"
 #include "tools/ScreenText.h"
@@ -12,9 +13,6 @@
 #include "tools/Table.h"
 #include "tools/TransferRun.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
@@ -88,29 +86,6 @@ ExitStatus remove(Environment& environment, const std::vector<std::string>& name
     }
     return status;
 }
-
-/// A folder for one file on its way, removed at the end.
-class PassingFolder {
-public:
-    explicit PassingFolder(const fs::path& above) {
-        std::string name = (above / ".mtpservice-XXXXXX").string();
-        if (!mkdtemp(name.data())) {
-            throw Failure(ExitStatus::someFailed,
-                          "Nothing can be written in " + safeText(above.string()) + ": " + std::strerror(errno));
-        }
-        _path = name;
-    }
-    ~PassingFolder() {
-        std::error_code ignored;
-        fs::remove_all(_path, ignored);
-    }
-    PassingFolder(const PassingFolder&) = delete;
-    PassingFolder& operator=(const PassingFolder&) = delete;
-    [[nodiscard]] const fs::path& path() const { return _path; }
-
-private:
-    fs::path _path;
-};
 
 /// The playlist's own file. It is looked up first, so that the service takes exactly that.
 void exportOwnFile(DeviceSession& session, const Playlist& playlist, const fs::path& target) {

@@ -6,7 +6,7 @@ _mtpservice() {
     local global="--device --virtual --profiles --json --debug --help" command="" word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            devices | storages | put | get | play | rm | sync | copy | playlist | podcast | virtual)
+            devices | storages | df | ls | tree | find | list | info | cat | mkdir | mv | backup | restore | put | get | play | rm | sync | copy | playlist | podcast | virtual)
                 [[ $command ]] || command=$word
                 ;;
         esac
@@ -14,7 +14,10 @@ _mtpservice() {
 
     local words=""
     case $previous in
-        --type) words="auto music image video" ;;
+        --type)
+            words="auto music image video"
+            [[ $command == list ]] && words="music image video podcast playlist"
+            ;;
         --overwrite) words="ask always never" ;;
         --debug) words="0 1 3 5 6 7" ;;
         --virtual | --profiles | --output | -o)
@@ -27,9 +30,19 @@ _mtpservice() {
             ;;
         *)
             case $command in
-                "") words="devices storages put get play rm sync copy playlist podcast virtual $global" ;;
+                "") words="devices storages df ls tree find list info cat mkdir mv backup restore put get play rm sync copy playlist podcast virtual $global" ;;
                 devices) words=$global ;;
                 storages) words="--verbose $global" ;;
+                ls) words="--long --recursive $global" ;;
+                tree) words="--folders --depth $global" ;;
+                find) words="--type --name $global" ;;
+                list) words="--type --csv $global" ;;
+                mkdir) words="--parents $global" ;;
+                df | info | cat | mv) words=$global ;;
+                backup | restore)
+                    mapfile -t COMPREPLY < <(compgen -d -W "$global" -- "$current")
+                    return
+                    ;;
                 put) words="--type --storage --overwrite --playlist --no-metadata $global" ;;
                 get) words="--output --recursive --overwrite $global" ;;
                 play) words=$global ;;

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include "tools/Command.h"
+#include "tools/CommandOptions.h"
+#include "tools/DeviceTree.h"
+#include "tools/EntryText.h"
+#include "tools/JsonValue.h"
+#include "tools/ScreenText.h"
+#include "tools/Table.h"
+
+#include <memory>
+
+namespace tool {
+namespace {
+
+/// What the service tells of an entry, asked anew.
+platform::Dictionary informationOf(DeviceSession& session, const DeviceTree& tree, const DeviceEntry& entry) {
+    if (tree.isStorage(entry)) {
+        return *session.storages()[entry.storage].dictionary();
+    }
+    auto information =
+        entry.isFolder ? std::nullopt : session.service().mediaFileInfoFromDevice(std::nullopt, entry.path);
+    if (information) {
+        information->remove("NodeID"); // means something within one program only
+    }
+    return information.value_or(entry.information);
+}
+
+ExitStatus showInformation(Environment& environment, const std::vector<std::string>& paths) {
+    const auto session = openDevice(environment.options, nullptr);
+    DeviceTree tree(*session);
+    ExitStatus status = ExitStatus::done;
+    for (const std::string& path : paths) {
+        std::string problem;
+        for (const DeviceEntry& entry : tree.find(path, problem)) {
+            const platform::Dictionary information = informationOf(*session, tree, entry);
+            if (environment.options.json) {
+                environment.console.print(jsonLine(information));
+                continue;
+            }
+            Table table({{entry.name}, {""}});
+            for (const auto& [key, value] : information) {
+                table.addRow({*key, valueText(*key, value)});
+            }
+            table.print(environment.console);
+        }
+        if (!problem.empty()) {
+            environment.console.say(safeText(path) + ": " + problem);
+            status = ExitStatus::someFailed;
+        }
+    }
+    return status;
+}
+
+} // namespace
+
+void addInfoCommand(Commands& commands) {
+    CLI::App* command = commands.app().add_subcommand("info", "Show all that a device tells of a file");
+    const auto paths = std::make_shared<std::vector<std::string>>();
+    command->add_option("DEVICEPATH", *paths, "Files, folders or storages on the device")->required();
+    command->footer("Examples:\n"
+                    "  mtpservice info Phone/Sounds/song.mp3\n\n" +
+                    devicePathHelp());
+    commands.add(command, [paths](Environment& environment) { return showInformation(environment, *paths); });
+}
+
+} // namespace tool
