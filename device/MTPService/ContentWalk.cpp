@@ -157,18 +157,32 @@ bool ContentWalk::folders(_MTP_STORAGE_NODE* storage, _MTP_FOLDER_NODE* folder, 
 }
 
 bool ContentWalk::below(_MTP_STORAGE_NODE* storage, _MTP_FOLDER_NODE* folder, const std::string& path) {
+    for (int attempt = 1; attempt < listAttempts; ++attempt) {
+        const Visit ended = walk(storage, folder, path, true);
+        if (ended != Visit::stale) {
+            return ended == Visit::done;
+        }
+        _entries.clear();
+        _seen.clear();
+    }
+    return walk(storage, folder, path, false) == Visit::done;
+}
+
+ContentWalk::Visit ContentWalk::walk(_MTP_STORAGE_NODE* storage, _MTP_FOLDER_NODE* folder, const std::string& path,
+                                     bool mayRestart) {
     std::vector<Place> pending{{folder, path, 0}};
     while (!pending.empty()) {
         const Place place = std::move(pending.back());
         pending.pop_back();
-        if (!visit(storage, place, pending)) {
-            return false;
+        const Visit ended = visit(storage, place, pending);
+        if (ended == Visit::stop || (ended == Visit::stale && mayRestart)) {
+            return ended;
         }
     }
-    return true;
+    return Visit::done;
 }
 
-bool ContentWalk::visit(_MTP_STORAGE_NODE* storage, const Place& place, std::vector<Place>& pending) {
+ContentWalk::Visit ContentWalk::visit(_MTP_STORAGE_NODE* storage, const Place& place, std::vector<Place>& pending) {
     const bool isStart = place.depth == 0;
     std::vector<_MTP_FILE_NODE*> files;
     std::vector<_MTP_FOLDER_NODE*> folders;
@@ -177,20 +191,23 @@ bool ContentWalk::visit(_MTP_STORAGE_NODE* storage, const Place& place, std::vec
         status = readFolders(storage, place.folder, folders);
     }
     if (isGone(status)) {
-        return false;
+        return Visit::stop;
     }
     if (!isListed(status)) {
-        return !isStart;
+        if (isStart) {
+            return Visit::stop;
+        }
+        return status == DGSTATUS_NODE_IS_NOT_EXISTED ? Visit::stale : Visit::done;
     }
     if (_rules.mediaOnly && !isStart && holdsNoMedia(files)) {
-        return true;
+        return Visit::done;
     }
     if (!addFiles(files, place.path)) {
-        return false;
+        return Visit::stop;
     }
     if (place.depth == greatestDepth) {
         QD_LOG(3, "Folder is too deep. Path = %@", place.path);
-        return true;
+        return Visit::done;
     }
     const std::size_t first = pending.size();
     for (_MTP_FOLDER_NODE* child : folders) {
@@ -205,7 +222,7 @@ bool ContentWalk::visit(_MTP_STORAGE_NODE* storage, const Place& place, std::vec
     }
     // The last one put there is the next one visited.
     std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
-    return true;
+    return Visit::done;
 }
 
 bool ContentWalk::holdsNoMedia(const std::vector<_MTP_FILE_NODE*>& files) const {

@@ -32,7 +32,8 @@ struct ContentRules {
 /// a folder that comes again or lies too deep is left out.
 ///
 /// The methods answer false when the device is gone (logged) or the folder that was asked for cannot be listed; a
-/// folder further down that cannot be is passed over.
+/// folder further down that cannot be is passed over. A walk in which nodes went away under it, since the device told
+/// of a change above them, begins anew a few times: their folders are mostly still there, as new nodes.
 class ContentWalk {
 public:
     ContentWalk(MtpControl& control, const ContentRules& rules);
@@ -57,7 +58,9 @@ private:
     DGSTATUS readList(std::vector<Node*>& nodes, const Head& head, const Next& next);
     DGSTATUS readFiles(_MTP_COMMON_NODE* folder, std::vector<_MTP_FILE_NODE*>& files);
     DGSTATUS readFolders(_MTP_STORAGE_NODE* storage, _MTP_FOLDER_NODE* folder, std::vector<_MTP_FOLDER_NODE*>& folders);
-    bool visit(_MTP_STORAGE_NODE* storage, const Place& place, std::vector<Place>& pending);
+    enum class Visit { done, stop, stale };
+    Visit walk(_MTP_STORAGE_NODE* storage, _MTP_FOLDER_NODE* folder, const std::string& path, bool mayRestart);
+    Visit visit(_MTP_STORAGE_NODE* storage, const Place& place, std::vector<Place>& pending);
     /// False when the device is gone.
     bool addFiles(const std::vector<_MTP_FILE_NODE*>& files, const std::string& path);
     bool addFile(_MTP_FILE_NODE& file, const std::string& path);
