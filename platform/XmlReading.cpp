@@ -179,7 +179,7 @@ void internalSubset(void* context, const xmlChar* name, const xmlChar* /*Externa
     xmlSAX2InternalSubset(context, name, nullptr, nullptr);
 }
 
-void keepFirstMessage(void* message, const char* format, ...) {
+[[gnu::format(printf, 2, 3)]] void keepFirstMessage(void* message, const char* format, ...) {
     auto& text = *static_cast<std::string*>(message);
     if (text.empty()) {
         char buffer[512];

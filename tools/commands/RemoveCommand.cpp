@@ -87,8 +87,8 @@ private:
         }
         for (const auto& [place, files] : requests) {
             const auto& [disk, type] = place;
-            _run.request(service, files, [&, diskIndex = disk, kind = type](std::uint32_t serviceID) {
-                service.deleteContents(serviceID, contentsOf(_run.files(), files), kind, diskIndex);
+            _run.request(service, files, [&, chosen = &files, diskIndex = disk, kind = type](std::uint32_t serviceID) {
+                service.deleteContents(serviceID, contentsOf(_run.files(), *chosen), kind, diskIndex);
             });
         }
     }
