@@ -325,7 +325,8 @@ public:
     /// Four content groups (music, images, video, podcasts) of a storage's files; nothing once the service is released.
     /// The entries' nodes go into the index. Storage path and disk type are not used. (The name is spelled so.)
     std::optional<platform::Array> seperateMediaFiles(std::uint32_t diskIndex, const Text& storagePath,
-                                                      std::uint32_t diskType, std::optional<platform::Array> mediaLists);
+                                                      std::uint32_t diskType,
+                                                      std::optional<platform::Array> mediaLists);
     /// The files of one kind with their "diskIndex", or the podcasts that they describe; nothing for an empty list and
     /// once the service is released. The entries' nodes go into the index. Source path and disk type are not used.
     std::optional<platform::Array> consistOfMediaContents(std::uint32_t diskIndex, const Text& sourcePath,
