@@ -66,8 +66,8 @@ VEMO_EXPORT DGSTATUS mtpDeleteNode(_MTP_COMMON_NODE* node);
 VEMO_EXPORT DGSTATUS mtpRenameNode(_MTP_COMMON_NODE* node, const std::uint16_t* name, std::uint32_t nameBytes);
 
 // Transfers. The path length counts the terminator; the new object is named by the path's last component. An existing
-// name answers a duplicate status and hands out the existing node (null when several names differ from it only in case).
-// Ex and plain differ in nothing but their name.
+// name answers a duplicate status and hands out the existing node (null when several names differ from it only in
+// case). Ex and plain differ in nothing but their name.
 VEMO_EXPORT DGSTATUS mtpSendFile(const std::uint16_t* path, std::uint32_t pathLength, _MTP_COMMON_NODE* parent,
                                  _MTP_FILE_NODE** file, MtpProgressCallback callback, void* context);
 VEMO_EXPORT DGSTATUS mtpSendFileEx(const std::uint16_t* path, std::uint32_t pathLength, _MTP_COMMON_NODE* parent,
