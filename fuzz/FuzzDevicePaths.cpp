@@ -37,23 +37,23 @@ std::string anyPath(FuzzedDataProvider& input) {
 /// A device as the walks meet it, with the same names on several levels.
 struct World {
     World() {
-        library.properties["mtpGetFriendlyName"] = "My Phone";
-        device = library.addDevice(1);
-        head = library.addStorage("Phone");
-        card = library.addStorage("Card");
+        fake.properties["mtpGetFriendlyName"] = "My Phone";
+        device = fake.addDevice(1);
+        head = fake.addStorage("Phone");
+        card = fake.addStorage("Card");
         for (void* storage : {static_cast<void*>(head), static_cast<void*>(card)}) {
-            _MTP_FOLDER_NODE* music = library.addFolder(storage, "Music");
-            _MTP_FOLDER_NODE* rock = library.addFolder(music, "Rock");
-            library.addFolder(storage, "My Phone");
-            library.addFolder(storage, "Rock");
+            _MTP_FOLDER_NODE* music = fake.addFolder(storage, "Music");
+            _MTP_FOLDER_NODE* rock = fake.addFolder(music, "Rock");
+            fake.addFolder(storage, "My Phone");
+            fake.addFolder(storage, "Rock");
             for (void* folder : {storage, static_cast<void*>(music), static_cast<void*>(rock)}) {
-                library.addFile(folder, "a.mp3");
-                library.addFile(folder, "Music");
+                fake.addFile(folder, "a.mp3");
+                fake.addFile(folder, "Music");
             }
         }
     }
 
-    FakeLibrary library;
+    FakeLibrary fake;
     _MTP_DEVICE_NODE* device;
     _MTP_STORAGE_NODE* head;
     _MTP_STORAGE_NODE* card;
@@ -88,13 +88,13 @@ void change(MtpControl& control, World& world, const Text& path, std::uint32_t& 
 /// Deletes by path after a stale ID; what goes must be called what the path ends in.
 void deleteAfterStaleID(MtpControl& control, World& world, const std::string& path, std::uint32_t& error) {
     const bool within = path.size() % 2 == 0;
-    world.library.takeCalls();
+    world.fake.takeCalls();
     if (within) {
         (void) control.deleteNode(world.device, world.card, "FFFFFFF0", path, &error);
     } else {
         (void) control.deleteItemAtPath(world.device, world.head, "FFFFFFF0", path, &error);
     }
-    for (const std::string& call : world.library.takeChanges()) {
+    for (const std::string& call : world.fake.takeChanges()) {
         const std::string name = call.substr(call.find('(') + 1, call.size() - call.find('(') - 2);
         require(platform::equalIgnoringCase(name, platform::lastPathComponent(path)));
     }
