@@ -8,6 +8,7 @@
 #include "vemomtpsdk/Functions.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 using mtpcontrol::NameMatcher;
@@ -121,13 +122,19 @@ DGSTATUS readPlaylist(MtpControl& control, _MTP_PLAYLIST_NODE* playlist, std::ve
     return status;
 }
 
-std::vector<_MTP_FILE_NODE*> filesOf(const std::vector<Entry>& entries) {
-    std::vector<_MTP_FILE_NODE*> files;
-    files.reserve(entries.size() + 1);
-    for (const Entry& entry : entries) {
-        files.push_back(entry.file);
+/// Finds a playlist and reads its files, in order; none when it cannot be read whole, since half a list is no list.
+DGSTATUS readFiles(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storage,
+                   const MtpControl::NodeID& playlistID, const std::string& name, _MTP_PLAYLIST_NODE*& playlist,
+                   std::vector<_MTP_FILE_NODE*>& files) {
+    std::vector<Entry> entries;
+    DGSTATUS status = findPlaylist(control, device, storage, playlistID, name, playlist);
+    if (status == DGSTATUS_SUCCESS) {
+        status = readPlaylist(control, playlist, entries);
     }
-    return files;
+    if (status == DGSTATUS_SUCCESS) {
+        std::ranges::transform(entries, std::back_inserter(files), &Entry::file);
+    }
+    return status;
 }
 
 Dictionary describe(const _MTP_PLAYLIST_NODE& playlist) {
@@ -248,15 +255,9 @@ std::vector<_MTP_FILE_NODE*> MtpControl::enumeratorFileNodeAtPlaylist(_MTP_DEVIC
                                                                       const std::string& playlistName,
                                                                       std::uint32_t* error) {
     _MTP_PLAYLIST_NODE* playlist = nullptr;
-    std::vector<Entry> entries;
-    DGSTATUS status = findPlaylist(*this, device, currentStorage, playlistName, playlist);
-    if (status == DGSTATUS_SUCCESS) {
-        status = readPlaylist(*this, playlist, entries);
-    }
-    if (!answer(status, error)) {
-        entries.clear(); // half a list is no list
-    }
-    return filesOf(entries);
+    std::vector<_MTP_FILE_NODE*> files;
+    answer(readFiles(*this, device, currentStorage, std::nullopt, playlistName, playlist, files), error);
+    return files;
 }
 
 _MTP_PLAYLIST_NODE* MtpControl::searchPlaylistName(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
@@ -307,15 +308,10 @@ bool MtpControl::updateMediaFileToPlaylist(_MTP_DEVICE_NODE* device, _MTP_STORAG
                                            const NodeID& playlistID, const std::string& playlistName,
                                            const NodeID& mediaFileID, const Text& mediaFilePath, std::uint32_t* error) {
     _MTP_PLAYLIST_NODE* playlist = nullptr;
-    DGSTATUS status = findPlaylist(*this, device, currentStorage, playlistID, playlistName, playlist);
-    std::vector<Entry> entries;
-    if (status == DGSTATUS_SUCCESS) {
-        status = readPlaylist(*this, playlist, entries);
+    std::vector<_MTP_FILE_NODE*> files;
+    if (!answer(readFiles(*this, device, currentStorage, playlistID, playlistName, playlist, files), error)) {
+        return false;
     }
-    if (status != DGSTATUS_SUCCESS) {
-        return answer(status, error);
-    }
-    std::vector<_MTP_FILE_NODE*> files = filesOf(entries);
     files.push_back(mediaFile(*this, device, currentStorage, mediaFileID, mediaFilePath));
     return answer(files.back() == nullptr ? DGSTATUS_NODE_IS_NOT_EXISTED : write(*this, playlist, files), error);
 }
@@ -331,16 +327,11 @@ bool MtpControl::deleteMediaFileAtPlaylist(_MTP_DEVICE_NODE* device, _MTP_STORAG
                                            const NodeID& playlistID, const std::string& playlistName,
                                            const NodeID& mediaFileID, const Text& mediaFilePath, std::uint32_t* error) {
     _MTP_PLAYLIST_NODE* playlist = nullptr;
-    DGSTATUS status = findPlaylist(*this, device, currentStorage, playlistID, playlistName, playlist);
-    std::vector<Entry> entries;
-    if (status == DGSTATUS_SUCCESS) {
-        status = readPlaylist(*this, playlist, entries);
-    }
-    if (status != DGSTATUS_SUCCESS) {
-        return answer(status, error);
+    std::vector<_MTP_FILE_NODE*> files;
+    if (!answer(readFiles(*this, device, currentStorage, playlistID, playlistName, playlist, files), error)) {
+        return false;
     }
     const _MTP_FILE_NODE* file = mediaFile(*this, device, currentStorage, mediaFileID, mediaFilePath);
-    std::vector<_MTP_FILE_NODE*> files = filesOf(entries);
     const auto place = std::ranges::find(files, file);
     if (file == nullptr || place == files.end()) {
         return answer(file == nullptr ? DGSTATUS_NODE_IS_NOT_EXISTED : DGSTATUS_NOT_MATCHED_FILENODE, error);
