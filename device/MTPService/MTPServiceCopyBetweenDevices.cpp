@@ -69,8 +69,6 @@ bool isFileName(const std::string& name) {
     return !name.empty() && name != "/" && name != "." && name != "..";
 }
 
-enum class Next { goOn, stop };
-
 /// The job: takes each file from the source's device into a local folder and sends it on to the destination's device.
 /// The services of the two devices are two, but it is this job that runs, on the worker of one of them (`runner`, which
 /// is mostly one of the two); it shares their insides, and each call tests under the library's monitor whether they are

@@ -27,8 +27,6 @@ bool staysInside(const std::string& name) {
            std::ranges::count(platform::pathComponents(name), "..") == 0;
 }
 
-enum class Next { goOn, stop };
-
 /// The job: receives a request's files one by one into one local folder.
 class CopyFromDevice {
 public:
@@ -75,8 +73,7 @@ Next CopyFromDevice::copy(const Dictionary* content) {
         return Next::stop;
     }
     const std::uint32_t status = receive(*file, nodeID);
-    if (TransferJob::isCancelStatus(status)) {
-        _job.cancelled();
+    if (_job.stopsForStatus(status)) {
         return Next::stop;
     }
     if (_lastResult && status == DGSTATUS_SUCCESS) {

@@ -12,8 +12,6 @@ namespace {
 
 using Text = std::optional<std::string>;
 
-enum class Next { goOn, stop };
-
 /// The job: sends a request's files one by one into the default folder of their kind.
 class CopyToDevice {
 public:
@@ -80,8 +78,7 @@ Next CopyToDevice::copy(std::size_t index) {
         return Next::stop;
     }
     _lastResult = outcome.sent;
-    if (TransferJob::isCancelStatus(outcome.status)) {
-        _job.cancelled();
+    if (_job.stopsForStatus(outcome.status)) {
         return Next::stop;
     }
     if (TransferJob::isStorageFull(outcome.status)) {
@@ -131,15 +128,9 @@ void CopyToDevice::finishFile(const OutgoingFile& file, const SendOutcome& outco
 bool MTPServicePrivate::doCopyMediaContentsToDevice(const _serviceinfo& request) {
     const MethodTrace trace(6);
     const Text folderNode = mediaDefaultNode(request.destinationPath, request.mediaType);
-    const platform::Array* contents = request.contents.array();
-    if (contents == nullptr || !request.destinationPath) {
-        QD_LOG(3, "Input Data is invalid");
-        return refuse(request);
-    }
-    if (request.mediaType == MediaTypePodcast) {
-        QD_LOG(3, "Media Type is not podcast. Media Type = %d",
-               request.mediaType); // says the opposite of what it means
-        return refuse(request);
+    const platform::Array* contents = mediaEntries(*this, request, NeedsFolder::yes);
+    if (contents == nullptr) {
+        return false;
     }
     return CopyToDevice(*this, request, *contents, folderNode).run();
 }

@@ -10,8 +10,6 @@ namespace {
 
 using Text = std::optional<std::string>;
 
-enum class Next { goOn, stop };
-
 /// The job: deletes a request's files one by one. It counts files, not bytes, and its first notification is that of the
 /// first file.
 class DeleteContents {
@@ -88,15 +86,9 @@ Next DeleteContents::deleteFile(const std::string& path) {
 
 bool MTPServicePrivate::doDeleteMediaContents(const _serviceinfo& request) {
     const MethodTrace trace(6);
-    const platform::Array* contents = request.contents.array();
+    const platform::Array* contents = mediaEntries(*this, request, NeedsFolder::no);
     if (contents == nullptr) {
-        QD_LOG(3, "Input Data is invalid");
-        return refuse(request);
-    }
-    if (request.mediaType == MediaTypePodcast) {
-        QD_LOG(3, "Media Type is not podcast. Media Type = %d",
-               request.mediaType); // says the opposite of what it means
-        return refuse(request);
+        return false;
     }
     return DeleteContents(*this, request, *contents).run();
 }

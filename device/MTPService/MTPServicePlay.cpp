@@ -58,8 +58,7 @@ bool PlayFile::run() {
         source = _service.convertAvailableString(source.value_or(""));
         outcome = receive(source);
     }
-    if (TransferJob::isCancelStatus(outcome.status)) {
-        _job.cancelled();
+    if (_job.stopsForStatus(outcome.status)) {
         return outcome.received;
     }
     if (outcome.received && outcome.status == DGSTATUS_SUCCESS) {

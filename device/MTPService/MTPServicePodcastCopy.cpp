@@ -22,7 +22,7 @@ private:
     Text _defaultNode;
 };
 
-PodcastJob::Next CopyPodcasts::podcast(const Dictionary& podcast, const std::string& folderName) {
+Next CopyPodcasts::podcast(const Dictionary& podcast, const std::string& folderName) {
     const platform::Array& episodes = *podcast.array("children");
     PodcastChannel channel(_service, _converter, *_request.destinationPath, folderName);
     channel.open(podcast);
@@ -44,7 +44,7 @@ PodcastJob::Next CopyPodcasts::podcast(const Dictionary& podcast, const std::str
     return next;
 }
 
-PodcastJob::Next CopyPodcasts::sendEpisodes(const platform::Array& episodes, PodcastChannel& channel) {
+Next CopyPodcasts::sendEpisodes(const platform::Array& episodes, PodcastChannel& channel) {
     for (const platform::Value& entry : episodes) {
         if (_job.stopsForCancel()) {
             return Next::stop;

@@ -51,7 +51,7 @@ private:
     void deleteEpisode(const Dictionary& episode, PodcastChannel& channel);
 };
 
-PodcastJob::Next DeletePodcasts::podcast(const Dictionary& podcast, const std::string& folderName) {
+Next DeletePodcasts::podcast(const Dictionary& podcast, const std::string& folderName) {
     PodcastChannel channel(_service, _converter, *_request.destinationPath, folderName);
     channel.open(podcast);
     if (_job.stopsForRelease()) {
@@ -71,7 +71,7 @@ PodcastJob::Next DeletePodcasts::podcast(const Dictionary& podcast, const std::s
     return next;
 }
 
-PodcastJob::Next DeletePodcasts::deleteEpisodes(const Array& episodes, PodcastChannel& channel) {
+Next DeletePodcasts::deleteEpisodes(const Array& episodes, PodcastChannel& channel) {
     for (const Value& entry : episodes) {
         if (_job.stopsForCancel() || _job.stopsForRelease()) {
             return Next::stop;

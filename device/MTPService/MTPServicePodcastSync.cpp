@@ -40,7 +40,7 @@ private:
     const std::vector<SyncFolder> _storages;
 };
 
-PodcastJob::Next SyncPodcasts::podcast(const Dictionary& podcast, const std::string& folderName) {
+Next SyncPodcasts::podcast(const Dictionary& podcast, const std::string& folderName) {
     std::vector<Place> places = placesOf(podcast, folderName);
     if (_job.stopsForRelease()) {
         return Next::stop;
@@ -67,7 +67,7 @@ std::vector<Place> SyncPodcasts::placesOf(const Dictionary& podcast, const std::
     return known;
 }
 
-PodcastJob::Next SyncPodcasts::syncEpisodes(const platform::Array& episodes, std::vector<Place>& places) {
+Next SyncPodcasts::syncEpisodes(const platform::Array& episodes, std::vector<Place>& places) {
     for (const platform::Value& entry : episodes) {
         if (_job.stopsForCancel()) {
             return Next::stop;

@@ -24,8 +24,6 @@ struct File {
     std::string title;  ///< as the entry calls it
 };
 
-enum class Next { goOn, stop };
-
 /// The job: makes the default folders of a media type hold the files given. What is there already stays, what has
 /// changed is replaced, what is missing is sent; what the list does not name is left alone.
 class SyncToDevice {
@@ -139,8 +137,7 @@ Next SyncToDevice::send(const File& file, const SyncFolder& folder, std::size_t 
                                         _job.sharedNotifier(), &node);
         status = _job.notifier().transferResult();
     }
-    if (TransferJob::isCancelStatus(status)) {
-        _job.cancelled();
+    if (_job.stopsForStatus(status)) {
         return Next::stop;
     }
     if (_lastResult && status == DGSTATUS_SUCCESS) {
@@ -172,15 +169,9 @@ void SyncToDevice::finishFile(const File& file, const Text& node) {
 
 bool MTPServicePrivate::doSyncMediaContentsToDevice(const _serviceinfo& request) {
     const MethodTrace trace(6);
-    const platform::Array* contents = request.contents.array();
+    const platform::Array* contents = mediaEntries(*this, request, NeedsFolder::no);
     if (contents == nullptr) {
-        QD_LOG(3, "Input Data is invalid");
-        return refuse(request);
-    }
-    if (request.mediaType == MediaTypePodcast) {
-        QD_LOG(3, "Media Type is not podcast. Media Type = %d",
-               request.mediaType); // says the opposite of what it means
-        return refuse(request);
+        return false;
     }
     std::uint32_t start = 0;
     storagePathWithOption(request.isStartInternal != 0, &start); // 0 when there is none of that kind

@@ -46,7 +46,7 @@ bool PlaylistJob::run() {
     return _lastResult;
 }
 
-PlaylistJob::Next PlaylistJob::editEntry(std::size_t index) {
+Next PlaylistJob::editEntry(std::size_t index) {
     if (_job.stopsForCancel()) {
         return Next::stop;
     }
@@ -83,7 +83,7 @@ std::optional<std::string> PlaylistJob::beginEntry(const Dictionary* content) {
     return path;
 }
 
-PlaylistJob::Next PlaylistJob::finishFile(const std::string& path, const Outcome& outcome) {
+Next PlaylistJob::finishFile(const std::string& path, const Outcome& outcome) {
     if (outcome.isWritten) {
         _lastResult = outcome.succeeded;
     }

@@ -71,7 +71,6 @@ protected:
     [[nodiscard]] _MTP_STORAGE_NODE* storageNode() { return _service.playlistStorageNode(_request.storage); }
 
 private:
-    enum class Next { goOn, stop };
     Next editEntry(std::size_t index);
     std::optional<std::string> beginEntry(const platform::Dictionary* content);
     Next finishFile(const std::string& path, const Outcome& outcome);

@@ -36,7 +36,7 @@ bool PodcastJob::run() {
     return _lastResult;
 }
 
-PodcastJob::Next PodcastJob::entry(const Value& entry) {
+Next PodcastJob::entry(const Value& entry) {
     _lastResult = true;
     if (_job.stopsForCancel()) {
         QD_LOG(5, "Cancel Podcast Processing.");
@@ -136,13 +136,12 @@ SendOutcome PodcastSendJob::send(const Episode& episode, PodcastChannel& channel
     return outcome;
 }
 
-PodcastJob::Next PodcastSendJob::settle(const Episode& episode, const SendOutcome& outcome) {
+Next PodcastSendJob::settle(const Episode& episode, const SendOutcome& outcome) {
     if (outcome.isStopped) {
         return Next::stop;
     }
     _lastResult = outcome.sent;
-    if (TransferJob::isCancelStatus(outcome.status)) {
-        _job.cancelled();
+    if (_job.stopsForStatus(outcome.status)) {
         return Next::stop;
     }
     if (TransferJob::isStorageFull(outcome.status)) {

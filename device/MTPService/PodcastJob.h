@@ -24,7 +24,6 @@ public:
 
 protected:
     using Text = std::optional<std::string>;
-    enum class Next { goOn, stop };
 
     /// `failure` is the status of what the request itself gets wrong.
     PodcastJob(MTPServicePrivate& service, const _serviceinfo& request, std::uint32_t failure, std::size_t episodeCount,

@@ -3,6 +3,22 @@
 
 #include "platform/Log.h"
 
+const platform::Array* mediaEntries(MTPServicePrivate& service, const _serviceinfo& request, NeedsFolder needsFolder) {
+    const platform::Array* entries = request.contents.array();
+    if (entries == nullptr || (needsFolder == NeedsFolder::yes && !request.destinationPath)) {
+        QD_LOG(3, "Input Data is invalid");
+        service.refuse(request);
+        return nullptr;
+    }
+    if (request.mediaType == MediaTypePodcast) {
+        // Says the opposite of what it means; whoever reads logs knows it so.
+        QD_LOG(3, "Media Type is not podcast. Media Type = %d", request.mediaType);
+        service.refuse(request);
+        return nullptr;
+    }
+    return entries;
+}
+
 TransferJob::TransferJob(MTPServicePrivate& service, const _serviceinfo& request, std::size_t fileCount,
                          std::uint64_t totalBytes, TransferJobManners manners)
     : _service(service)
@@ -42,6 +58,14 @@ bool TransferJob::stopsForRelease() {
     }
     QD_LOG(5, "Device Disconnected - %@", _service.locationID());
     _notifier->cancelFileTransfer();
+    return true;
+}
+
+bool TransferJob::stopsForStatus(std::uint32_t status) {
+    if (!isCancelStatus(status)) {
+        return false;
+    }
+    cancelled();
     return true;
 }
 

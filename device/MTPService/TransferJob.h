@@ -13,6 +13,15 @@ struct TransferJobManners {
     bool forgetsCancellation = true; ///< takes the service ID off the cancelled ones after it stopped because of them
 };
 
+/// After one entry of a job: the next one, or none of those that remain.
+enum class Next { goOn, stop };
+
+/// The entries of a request for ordinary media. Null for one that holds none, lacks the folder that it needs, or is for
+/// podcasts: that is logged and told by the cancel notification.
+enum class NeedsFolder { no, yes };
+[[nodiscard]] const platform::Array* mediaEntries(MTPServicePrivate& service, const _serviceinfo& request,
+                                                  NeedsFolder needsFolder);
+
 /// What every queued job does alike: it has a notifier that announces the start, tests between files whether it must
 /// stop, hands the library a context for DeviceProgressCallbackEx, gives each file exactly one outcome, and takes its
 /// service ID off the cancelled ones at the end when it stopped because of them. Lives as long as the job runs, on the
@@ -36,7 +45,9 @@ public:
     bool stopsForCancel();
     /// True (and told) when the service was released.
     bool stopsForRelease();
-    /// The library says that the transfer was cancelled: told, and the request's cancellation is done with.
+    /// True (and told) when the library says that the transfer was cancelled.
+    bool stopsForStatus(std::uint32_t status);
+    /// A transfer was cancelled: told, and the request's cancellation is done with.
     void cancelled();
 
     /// A file's story begins: the outcome and progress that follow are this path's (the file's on the device; nothing
