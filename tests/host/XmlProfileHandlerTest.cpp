@@ -2,6 +2,7 @@
 #include "host/defaults/XmlProfileHandler.h"
 
 #include "tests/host/TestFolder.h"
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -72,8 +73,7 @@ TEST_F(XmlProfileHandlerTest, EntitiesAreNotExpandedAndNothingOutsideIsRead) {
 
     std::string bomb = "<!DOCTYPE ZEP [<!ENTITY a0 \"aaaaaaaaaa\">";
     for (int level = 1; level < 12; ++level) {
-        const std::string inner = "&a" + std::to_string(level - 1) + ";";
-        bomb += "<!ENTITY a" + std::to_string(level) + " \"" + inner + inner + inner + inner + inner + "\">";
+        bomb += fmt::format("<!ENTITY a{0} \"&a{1};&a{1};&a{1};&a{1};&a{1};\">", level, level - 1);
     }
     folder.write("first/Bomb/Contents.xml", bomb + "]>" + profile("&a11;"));
     EXPECT_EQ(music("Bomb"), std::nullopt);

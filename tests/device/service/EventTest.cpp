@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <cstddef>
 #include <new>
 #include <thread>
@@ -190,9 +192,9 @@ TEST_F(EventTest, TwoServicesCopyAtOnceAndOneEndsInTheOthersJob) {
 
 TEST_F(EventTest, QuestionsFromOtherThreadsDuringATransfer) {
     std::atomic<bool> done{false};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 2; ++i) {
-        threads.emplace_back([&] {
+    std::array<std::thread, 2> threads;
+    for (std::thread& thread : threads) {
+        thread = std::thread([&] {
             while (!done) {
                 service->freeSpace(0, 0);
                 service->diskInformation();

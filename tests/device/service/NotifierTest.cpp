@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <thread>
 
 using platform::Dictionary;
@@ -195,9 +196,9 @@ TEST_F(NotifierTest, FileCountAndCancel) {
 
 TEST_F(NotifierTest, CountsFromSeveralThreadsAddUp) {
     auto notifier = make(1000, 4000);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
+    std::array<std::thread, 4> threads;
+    for (std::thread& thread : threads) {
+        thread = std::thread([&] {
             for (int n = 0; n < 100; ++n) {
                 notifier->incFailTransferFileCount();
                 notifier->setFilePath("/" + std::to_string(n));
