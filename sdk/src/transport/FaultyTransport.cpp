@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace mtpsdk {
 namespace {
@@ -13,7 +14,7 @@ namespace {
 using Call = TransportFault::Call;
 using Kind = TransportFault::Kind;
 
-/// Corruption hits the header and the beginning of a dataset, where it matters most.
+/// Corruption and gaps hit the header and the beginning of a dataset, where it matters most.
 constexpr std::uint64_t corruptibleBytes = 256;
 constexpr std::size_t transactionIdOffset = 8;
 
@@ -42,8 +43,10 @@ FaultyTransport::FaultyTransport(std::unique_ptr<Transport> inner, const std::ve
 FaultyTransport::~FaultyTransport() = default;
 
 std::vector<TransportFault> FaultyTransport::randomPlan(std::uint32_t seed, unsigned count, unsigned calls) {
-    constexpr std::array receiveKinds = {Kind::timeOut, Kind::truncate,         Kind::appendGarbage,
-                                         Kind::corrupt, Kind::wrongTransaction, Kind::vanish};
+    constexpr std::array receiveKinds = {Kind::timeOut,          Kind::truncate, Kind::appendGarbage,
+                                         Kind::corrupt,          Kind::leaveOut, Kind::repeat,
+                                         Kind::wrongTransaction, Kind::vanish,   Kind::delay};
+    constexpr std::array sendKinds = {Kind::timeOut, Kind::vanish, Kind::delay};
     std::mt19937 random(seed);
     const auto below = [&random](std::uint32_t limit) { return static_cast<unsigned>(random() % limit); };
     std::vector<TransportFault> plan;
@@ -55,7 +58,7 @@ std::vector<TransportFault> FaultyTransport::randomPlan(std::uint32_t seed, unsi
         if (fault.call == Call::cancel) {
             fault.kind = Kind::refuseCancel;
         } else if (fault.call == Call::send) {
-            fault.kind = below(2) == 0 ? Kind::timeOut : Kind::vanish;
+            fault.kind = sendKinds[below(sendKinds.size())];
         } else {
             fault.kind = receiveKinds[below(receiveKinds.size())];
         }
@@ -106,6 +109,9 @@ DGSTATUS FaultyTransport::receive(const BlockSink& sink) {
     if (_gone) {
         return DGSTATUS_NO_DEVICE_ATTACHED;
     }
+    if (!_again.empty()) {
+        return sink(std::exchange(_again, {})) ? DGSTATUS_SUCCESS : DGSTATUS_IO_CANCEL;
+    }
     if (!fault) {
         return _inner->receive(sink);
     }
@@ -121,6 +127,10 @@ DGSTATUS FaultyTransport::receive(const BlockSink& sink) {
     case Kind::corrupt:
     case Kind::wrongTransaction:
         return receiveAltered(sink, *fault);
+    case Kind::leaveOut:
+        return receiveWithGap(sink, fault->amount);
+    case Kind::repeat:
+        return receiveAndRepeat(sink);
     case Kind::refuseCancel:
     case Kind::delay:
         break;
@@ -139,10 +149,12 @@ DGSTATUS FaultyTransport::cancel(std::uint32_t transactionId) {
     if (fault && (fault->kind == Kind::refuseCancel || fault->kind == Kind::timeOut)) {
         return DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE;
     }
+    _again.clear();
     return _inner->cancel(transactionId);
 }
 
 DGSTATUS FaultyTransport::reset() {
+    _again.clear();
     return _gone ? DGSTATUS_NO_DEVICE_ATTACHED : _inner->reset();
 }
 
@@ -220,6 +232,35 @@ DGSTATUS FaultyTransport::receiveAndMore(const BlockSink& sink, std::uint64_t am
     std::vector<std::byte> garbage(amount);
     std::ranges::generate(garbage, [this] { return static_cast<std::byte>(_random()); });
     return sink(garbage) ? DGSTATUS_SUCCESS : DGSTATUS_IO_CANCEL;
+}
+
+DGSTATUS FaultyTransport::receiveWithGap(const BlockSink& sink, std::uint64_t amount) {
+    const std::uint64_t from = _random() % corruptibleBytes;
+    std::uint64_t position = 0;
+    const BlockSink leavingOut = [&](std::span<const std::byte> block) {
+        std::vector<std::byte> rest;
+        for (const std::byte byte : block) {
+            if (position < from || position >= from + amount) {
+                rest.push_back(byte);
+            }
+            ++position;
+        }
+        return rest.empty() || sink(rest);
+    };
+    return _inner->receive(leavingOut);
+}
+
+DGSTATUS FaultyTransport::receiveAndRepeat(const BlockSink& sink) {
+    std::vector<std::byte> phase;
+    const BlockSink keeping = [&](std::span<const std::byte> block) {
+        phase.insert(phase.end(), block.begin(), block.end());
+        return sink(block);
+    };
+    const DGSTATUS status = _inner->receive(keeping);
+    if (status == DGSTATUS_SUCCESS) {
+        _again = std::move(phase);
+    }
+    return status;
 }
 
 DGSTATUS FaultyTransport::vanish() {

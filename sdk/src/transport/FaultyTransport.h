@@ -24,6 +24,8 @@ struct TransportFault {
         truncate,         ///< receive: the phase ends after `amount` bytes
         appendGarbage,    ///< receive: `amount` bytes more than the device sent
         corrupt,          ///< receive: `amount` of the phase's first bytes are other ones
+        leaveOut,         ///< receive: `amount` bytes in a row of the phase's first ones are missing
+        repeat,           ///< receive: the phase comes a second time, in front of the next one
         wrongTransaction, ///< receive: `amount` is added to the container's transaction ID
         refuseCancel,     ///< cancel: the device does not take it
         delay,            ///< the call begins `amount` milliseconds late
@@ -69,6 +71,8 @@ private:
     [[nodiscard]] DGSTATUS receiveTruncated(const BlockSink& sink, std::uint64_t limit);
     [[nodiscard]] DGSTATUS receiveAltered(const BlockSink& sink, const TransportFault& fault);
     [[nodiscard]] DGSTATUS receiveAndMore(const BlockSink& sink, std::uint64_t amount);
+    [[nodiscard]] DGSTATUS receiveWithGap(const BlockSink& sink, std::uint64_t amount);
+    [[nodiscard]] DGSTATUS receiveAndRepeat(const BlockSink& sink);
     DGSTATUS vanish();
     void wait(std::chrono::milliseconds time);
 
@@ -76,6 +80,7 @@ private:
     std::vector<Planned> _plan;
     std::mt19937 _random;
     std::optional<OperationCode> _operation; ///< of the transaction under way
+    std::vector<std::byte> _again;           ///< the phase that comes a second time
     std::atomic<bool> _gone{false};
     std::mutex _mutex; ///< for waiting only
     std::condition_variable _closed;
