@@ -39,6 +39,11 @@ private:
     DGSTATUS _status = DGSTATUS_SUCCESS;
 };
 
+/// What a device without lists of objects answers, whether it announces them or not.
+DGSTATUS ofReferences(DGSTATUS status) {
+    return status == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED ? DGSTATUS_NOT_SUPPORT_OP : status;
+}
+
 DGSTATUS readHandles(Transactions& transactions, const Request& request, std::vector<std::uint32_t>& values) {
     std::vector<std::byte> data;
     const DGSTATUS status = transactions.read(request, data);
@@ -212,8 +217,8 @@ DGSTATUS Session::references(std::uint32_t handle, std::vector<std::uint32_t>& h
         if (!_implementation->can(OperationCode::GetObjectReferences)) {
             return DGSTATUS_NOT_SUPPORT_OP;
         }
-        return readHandles(_implementation->transactions, Request(OperationCode::GetObjectReferences, {handle}),
-                           handles);
+        return ofReferences(
+            readHandles(_implementation->transactions, Request(OperationCode::GetObjectReferences, {handle}), handles));
     });
 }
 
@@ -224,8 +229,8 @@ DGSTATUS Session::setReferences(std::uint32_t handle, const std::vector<std::uin
             return DGSTATUS_NOT_SUPPORT_OP;
         }
         Reply reply;
-        return _implementation->transactions.write(Request(OperationCode::SetObjectReferences, {handle}),
-                                                   encode(handles), reply);
+        return ofReferences(_implementation->transactions.write(Request(OperationCode::SetObjectReferences, {handle}),
+                                                                encode(handles), reply));
     });
 }
 

@@ -39,6 +39,9 @@ public:
     // Properties (SessionProperties.cpp).
     [[nodiscard]] DGSTATUS mediaProperties(std::uint32_t handle, std::uint16_t format, MediaProperties& media);
     [[nodiscard]] DGSTATUS setMediaProperties(std::uint32_t handle, std::uint16_t format, const MediaProperties& media);
+    /// One property of an object that is known to travel as this type.
+    [[nodiscard]] DGSTATUS readProperty(std::uint32_t handle, std::uint16_t property, DataType type,
+                                        PropertyValue& value);
     [[nodiscard]] DGSTATUS setProperty(std::uint32_t handle, ObjectPropertyCode property, const PropertyValue& value);
     /// The properties of an object of a format that the device keeps; asked once a format.
     [[nodiscard]] const std::vector<std::uint16_t>& supportedProperties(std::uint16_t format);
@@ -70,11 +73,14 @@ private:
                                          std::vector<ObjectEntry>& entries);
     [[nodiscard]] DGSTATUS entryFromInfo(std::uint32_t handle, ObjectEntry& entry);
     [[nodiscard]] DGSTATUS entryByProperties(std::uint32_t handle, ObjectEntry& entry, MediaProperties* media);
+    /// The older way, once the property list of the object has come to `listed`.
+    [[nodiscard]] DGSTATUS entryInstead(DGSTATUS listed, std::uint32_t handle, ObjectEntry& entry);
 
     // Sending.
     [[nodiscard]] std::uint16_t acceptedFormat(std::uint16_t format) const;
     [[nodiscard]] std::vector<ObjectPropElement> propertiesToSend(const NewObject& object);
     [[nodiscard]] DGSTATUS announce(const NewObject& object, std::uint32_t& handle, bool& mediaSent);
+    [[nodiscard]] DGSTATUS announceByList(const NewObject& object, std::uint32_t& handle, bool& mediaSent);
     [[nodiscard]] DGSTATUS announceByProperties(const NewObject& object, std::span<const ObjectPropElement> properties,
                                                 std::uint32_t& handle);
     [[nodiscard]] DGSTATUS announceByInfo(const ObjectInfo& info, std::uint32_t& handle);
@@ -102,5 +108,9 @@ bool takeIntoMedia(const ObjectPropElement& element, MediaProperties& media);
 [[nodiscard]] std::vector<ObjectPropElement> mediaElements(const MediaProperties& media);
 /// Whether the device answered that it does not do this, rather than that it did not work this time.
 [[nodiscard]] bool isRefusal(DGSTATUS status);
+/// Whether the device failed in a way that some choose for what they announce and do not do: a response that says
+/// nothing, a stalled line, silence. It was a refusal if the older way works.
+[[nodiscard]] bool isSilentRefusal(DGSTATUS status);
+[[nodiscard]] bool mayBeRefusal(DGSTATUS status);
 
 } // namespace mtpsdk

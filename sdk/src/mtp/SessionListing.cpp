@@ -173,16 +173,17 @@ DGSTATUS Session::Implementation::listFolder(std::uint32_t storageId, std::uint3
     if (listsByProperties(storageId, parent)) {
         listed = listByProperties(storageId, parent, entries);
         const bool rootUnknown = parent == 0 && listed == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
-        if (!isRefusal(listed) && !rootUnknown && listed != DGSTATUS_NO_DATA) {
+        if (!mayBeRefusal(listed) && !rootUnknown && listed != DGSTATUS_NO_DATA) {
             return listed;
         }
         // A list that came but makes no sense, or nothing of the children, may be this folder's trouble alone.
-        refused = listed != DGSTATUS_INTERNAL_INVALIDDATASET && listed != DGSTATUS_NO_DATA;
+        refused = (isRefusal(listed) || rootUnknown) && listed != DGSTATUS_INTERNAL_INVALIDDATASET;
     }
     const DGSTATUS status = listByHandles(storageId, parent, entries);
     // Not empty at all: the device pays no heed to the depth that was asked for.
-    refused = refused || (listed == DGSTATUS_NO_DATA && !entries.empty());
-    return status;
+    refused = refused || (listed == DGSTATUS_NO_DATA && !entries.empty()) ||
+              (isSilentRefusal(listed) && status == DGSTATUS_SUCCESS);
+    return isSilentRefusal(listed) && isSilentRefusal(status) ? listed : status;
 }
 
 DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std::uint32_t parent,
@@ -267,14 +268,17 @@ DGSTATUS Session::Implementation::entryFromInfo(std::uint32_t handle, ObjectEntr
     }
     fillFromInfo(info, entry);
     entry.handle = handle;
-    if (info.compressedSize != sizeUnknown || !can(OperationCode::GetObjectPropValue)) {
-        return DGSTATUS_SUCCESS;
+    // What the dataset has no room for, or the device left out.
+    const auto complete = [&](ObjectPropertyCode property, DataType type) {
+        PropertyValue value;
+        status = readProperty(handle, raw(property), type, value);
+        return status == DGSTATUS_SUCCESS && takeIntoEntry({handle, raw(property), std::move(value)}, entry);
+    };
+    if (info.compressedSize == sizeUnknown) {
+        complete(ObjectPropertyCode::ObjectSize, DataType::UInt64);
     }
-    status = transactions.read(
-        Request(OperationCode::GetObjectPropValue, {handle, raw(ObjectPropertyCode::ObjectSize)}), data);
-    PropertyValue size;
-    if (status == DGSTATUS_SUCCESS && decode(data, DataType::UInt64, size)) {
-        entry.size = size.asInteger().value_or(sizeUnknown);
+    if (info.filename.empty() && !isLineFailure(status)) {
+        complete(ObjectPropertyCode::ObjectFileName, DataType::String);
     }
     return isLineFailure(status) ? status : DGSTATUS_SUCCESS;
 }
@@ -306,7 +310,16 @@ DGSTATUS Session::Implementation::entryByProperties(std::uint32_t handle, Object
 
 DGSTATUS Session::Implementation::objectEntry(std::uint32_t handle, ObjectEntry& entry) {
     const DGSTATUS status = entryByProperties(handle, entry, nullptr);
-    return isRefusal(status) ? entryFromInfo(handle, entry) : status;
+    return mayBeRefusal(status) ? entryInstead(status, handle, entry) : status;
+}
+
+DGSTATUS Session::Implementation::entryInstead(DGSTATUS listed, std::uint32_t handle, ObjectEntry& entry) {
+    const DGSTATUS status = entryFromInfo(handle, entry);
+    if (!isSilentRefusal(listed)) {
+        return status;
+    }
+    _objectListsRefused = status == DGSTATUS_SUCCESS;
+    return isSilentRefusal(status) ? listed : status;
 }
 
 } // namespace mtpsdk

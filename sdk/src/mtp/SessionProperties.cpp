@@ -93,6 +93,15 @@ bool isRefusal(DGSTATUS status) {
     }
 }
 
+bool isSilentRefusal(DGSTATUS status) {
+    return status == DGSTATUS_INTERNAL_GENERALERROR || status == DGSTATUS_INTERNAL_DRIVER_READ_ERROR ||
+           status == DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE;
+}
+
+bool mayBeRefusal(DGSTATUS status) {
+    return isRefusal(status) || isSilentRefusal(status);
+}
+
 bool isLineFailure(DGSTATUS status) {
     return status == DGSTATUS_NO_DEVICE_ATTACHED || status == DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE ||
            status == DGSTATUS_INTERNAL_DRIVER_READ_ERROR || status == DGSTATUS_IO_CANCEL_SUCCESS ||
@@ -159,6 +168,19 @@ DGSTATUS Session::Implementation::mediaProperties(std::uint32_t handle, std::uin
     return readBack(handle, format, entry, media);
 }
 
+DGSTATUS Session::Implementation::readProperty(std::uint32_t handle, std::uint16_t property, DataType type,
+                                               PropertyValue& value) {
+    if (!can(OperationCode::GetObjectPropValue)) {
+        return DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
+    }
+    std::vector<std::byte> data;
+    const DGSTATUS status = transactions.read(Request(OperationCode::GetObjectPropValue, {handle, property}), data);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    return decode(data, type, value) ? DGSTATUS_SUCCESS : DGSTATUS_INTERNAL_INVALIDDATASET;
+}
+
 DGSTATUS Session::Implementation::setProperty(std::uint32_t handle, ObjectPropertyCode property,
                                               const PropertyValue& value) {
     if (!can(OperationCode::SetObjectPropValue)) {
@@ -193,12 +215,12 @@ DGSTATUS Session::Implementation::readBack(std::uint32_t handle, std::uint16_t f
     entry = {};
     media = {};
     DGSTATUS status = entryByProperties(handle, entry, &media);
-    if (status == DGSTATUS_SUCCESS || !isRefusal(status)) {
+    if (!mayBeRefusal(status)) {
         return status;
     }
     media = {};
-    status = objectEntry(handle, entry);
-    if (status != DGSTATUS_SUCCESS || !can(OperationCode::GetObjectPropValue)) {
+    status = entryInstead(status, handle, entry);
+    if (status != DGSTATUS_SUCCESS) {
         return status;
     }
     for (const std::uint16_t property : supportedProperties(format)) {
@@ -206,13 +228,12 @@ DGSTATUS Session::Implementation::readBack(std::uint32_t handle, std::uint16_t f
         if (!type) {
             continue;
         }
-        std::vector<std::byte> data;
-        status = transactions.read(Request(OperationCode::GetObjectPropValue, {handle, property}), data);
+        ObjectPropElement element{handle, property, PropertyValue()};
+        status = readProperty(handle, property, *type, element.value);
         if (isLineFailure(status)) {
             return status;
         }
-        ObjectPropElement element{handle, property, PropertyValue()};
-        if (status == DGSTATUS_SUCCESS && decode(data, *type, element.value)) {
+        if (status == DGSTATUS_SUCCESS) {
             takeIntoMedia(element, media);
         }
     }

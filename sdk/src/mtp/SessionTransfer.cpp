@@ -59,6 +59,12 @@ bool isSameName(const std::u16string& left, const std::u16string& right) {
     return left == right || platform::caseFolded(left) == platform::caseFolded(right);
 }
 
+/// Whether a device does not take this list of properties, or none.
+bool isListRefusal(DGSTATUS status) {
+    return isRefusal(status) || status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPFORMAT ||
+           status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPVALUE;
+}
+
 } // namespace
 
 std::uint16_t Session::Implementation::acceptedFormat(std::uint16_t format) const {
@@ -108,25 +114,25 @@ DGSTATUS Session::Implementation::announceByInfo(const ObjectInfo& info, std::ui
     return status;
 }
 
+DGSTATUS Session::Implementation::announceByList(const NewObject& object, std::uint32_t& handle, bool& mediaSent) {
+    const auto properties = propertiesToSend(object);
+    mediaSent = true;
+    const DGSTATUS status = announceByProperties(object, properties, handle);
+    if (!isListRefusal(status) || status == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED || properties.size() == 1) {
+        return status;
+    }
+    // One property that the device does not take must not keep the file from it.
+    mediaSent = false;
+    return announceByProperties(object, std::span(properties).first(1), handle);
+}
+
 DGSTATUS Session::Implementation::announce(const NewObject& object, std::uint32_t& handle, bool& mediaSent) {
+    DGSTATUS listed = DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
     if (can(OperationCode::SendObjectPropList) && !_propertySendsRefused) {
-        const auto properties = propertiesToSend(object);
-        mediaSent = true;
-        DGSTATUS status = announceByProperties(object, properties, handle);
-        const bool refused = isRefusal(status) || status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPFORMAT ||
-                             status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPVALUE;
-        if (!refused) {
-            return status;
+        listed = announceByList(object, handle, mediaSent);
+        if (!isListRefusal(listed) && !isSilentRefusal(listed)) {
+            return listed;
         }
-        if (properties.size() > 1 && status != DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED) {
-            // One property that the device does not take must not keep the file from it.
-            mediaSent = false;
-            status = announceByProperties(object, std::span(properties).first(1), handle);
-            if (status == DGSTATUS_SUCCESS || !isRefusal(status)) {
-                return status;
-            }
-        }
-        _propertySendsRefused = status == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
     }
     mediaSent = false;
     ObjectInfo info;
@@ -136,7 +142,10 @@ DGSTATUS Session::Implementation::announce(const NewObject& object, std::uint32_
     info.filename = object.name;
     info.modificationDate = object.modified;
     info.setSize(object.size);
-    return announceByInfo(info, handle);
+    const DGSTATUS status = announceByInfo(info, handle);
+    _propertySendsRefused =
+        listed == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED || (isSilentRefusal(listed) && status == DGSTATUS_SUCCESS);
+    return isSilentRefusal(listed) && isSilentRefusal(status) ? listed : status;
 }
 
 DGSTATUS Session::Implementation::sendBytes(const NewObject& object, const BlockSource& source,
@@ -240,7 +249,10 @@ DGSTATUS Session::Implementation::createFolder(std::uint32_t storageId, std::uin
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }
-    status = handle == 0 ? findByName(storageId, parent, name, created) : objectEntry(handle, created);
+    status = handle == 0 ? DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE : objectEntry(handle, created);
+    if (status == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE) {
+        status = findByName(storageId, parent, name, created); // the handle was not its last
+    }
     created.storageId = storageId;
     created.parent = parent;
     return status;

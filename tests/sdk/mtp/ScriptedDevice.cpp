@@ -41,6 +41,9 @@ public:
             _dataOut.clear();
             return DGSTATUS_SUCCESS;
         }
+        if (_script.stalls.contains(static_cast<OperationCode>(decoded->code))) {
+            return DGSTATUS_INTERNAL_DRIVER_READ_ERROR;
+        }
         while (payloadLength > 0) {
             Bytes block(std::min<std::uint64_t>(payloadLength, _script.blockSize));
             const std::ptrdiff_t got = source(block);
@@ -66,6 +69,12 @@ public:
         }
         const Bytes phase = std::move(_phases.front());
         _phases.erase(_phases.begin());
+        const auto header = decodeHeader(phase);
+        if (header && header->type == ContainerType::Data &&
+            _script.stalls.contains(static_cast<OperationCode>(header->code))) {
+            drop();
+            return DGSTATUS_INTERNAL_DRIVER_READ_ERROR;
+        }
         for (std::span<const std::byte> rest = phase; !rest.empty();) {
             const auto block = rest.first(std::min(rest.size(), _script.blockSize));
             if (!sink(block)) {

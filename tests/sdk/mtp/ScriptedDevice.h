@@ -14,6 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,8 @@ public:
     std::vector<DGSTATUS> cancelAnswers;      ///< used up from the front; then success
     std::vector<std::uint32_t> cancels;       ///< transaction IDs
     unsigned resets = 0;
+    std::set<OperationCode>
+        stalls; ///< operations whose data phase halts the line; data going out is refused by response
     std::size_t blockSize = std::size_t{100} << 10; ///< of data phases, both ways
 
     void announce(std::initializer_list<OperationCode> operations);

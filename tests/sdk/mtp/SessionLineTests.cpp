@@ -158,6 +158,20 @@ TEST(SessionLine, DataThatNobodyAskedForIsAFault) {
     EXPECT_EQ(session->deleteObject(1), DGSTATUS_INTERNAL_INVALIDDATASET);
 }
 
+TEST(SessionLine, ADeviceWithoutReferencesSaysSoWhetherItAnnouncesThemOrNot) {
+    for (const bool announces : {true, false}) {
+        Script script;
+        if (announces) {
+            script.announce({OperationCode::GetObjectReferences, OperationCode::SetObjectReferences});
+        }
+        const auto session = script.open();
+        std::vector<std::uint32_t> handles;
+        EXPECT_EQ(session->references(5, handles), DGSTATUS_NOT_SUPPORT_OP);
+        EXPECT_EQ(session->setReferences(5, {1}), DGSTATUS_NOT_SUPPORT_OP);
+        EXPECT_EQ(script.commands.size(), announces ? 2U : 0U);
+    }
+}
+
 TEST(SessionLine, ASessionThatTheDeviceDroppedIsOpenedAnew) {
     Script script;
     answerStorageInfo(script);

@@ -157,6 +157,80 @@ TEST_F(SessionListing, ADeviceThatTellsOfTheFolderInsteadOfItsChildrenIsReadTheO
     EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 2U) << "asked again";
 }
 
+TEST_F(SessionListing, AStallOrAnEmptyWordInAnswerToAListIsARefusalWhereTheOlderWayWorks) {
+    for (const bool stalls : {true, false}) {
+        SCOPED_TRACE(stalls);
+        script.info.operations.clear();
+        script.announce({OperationCode::GetObjectPropList});
+        script.stalls = {};
+        if (stalls) {
+            script.stalls.insert(OperationCode::GetObjectPropList);
+        }
+        script.on[OperationCode::GetObjectPropList] = [stalls](const ParameterContainer&, const Bytes&) {
+            return stalls ? Answer{ResponseCode::OK, {}, Bytes(20)} : Answer{ResponseCode::GeneralError, {}, {}};
+        };
+        answerHandles();
+        addInfo(5, 10, u"found");
+        const auto session = script.open();
+        ObjectEntry entry;
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
+            EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"found"}));
+            EXPECT_EQ(session->objectEntry(5, entry), DGSTATUS_SUCCESS);
+        }
+        EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 2U) << "once for folders, once for objects";
+    }
+    // Where the older way fails as well, the device is in trouble, and that is what is told.
+    script.on.erase(OperationCode::GetObjectHandles);
+    script.on[OperationCode::GetObjectHandles] = script.on[OperationCode::GetObjectPropList];
+    const auto session = script.open();
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_INTERNAL_GENERALERROR);
+    }
+    EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 2U);
+}
+
+TEST_F(SessionListing, ListsRefusedForFoldersMayWorkForObjectsAndTheReverse) {
+    for (const std::uint32_t refusedDepth : {0U, 1U}) {
+        SCOPED_TRACE(refusedDepth);
+        answerLists();
+        const auto answer = script.on[OperationCode::GetObjectPropList];
+        script.on[OperationCode::GetObjectPropList] = [&](const ParameterContainer& command, const Bytes& data) {
+            return command.parameters[4] == refusedDepth ? Answer{ResponseCode::ParameterNotSupported, {}, {}}
+                                                         : answer(command, data);
+        };
+        answerHandles();
+        addInfo(5, 10, u"song");
+        lists[5] = Rows().object(5, internal, 7, FormatCode::MP3, 10, u"song");
+        lists[7] = Rows().object(5, internal, 7, FormatCode::MP3, 10, u"song");
+        const auto session = script.open();
+        ObjectEntry entry;
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
+            EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"song"}));
+            EXPECT_EQ(session->objectEntry(5, entry), DGSTATUS_SUCCESS);
+            EXPECT_EQ(entry.name, u"song");
+        }
+        EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 3U) << "what was refused is asked once";
+    }
+}
+
+TEST_F(SessionListing, ANameThatTheObjectInfoLeavesOutIsAskedForAlone) {
+    script.announce({OperationCode::GetObjectPropValue});
+    script.on[OperationCode::GetObjectPropValue] = [](const ParameterContainer& command, const Bytes&) {
+        const bool isName = command.parameters[1] == raw(ObjectPropertyCode::ObjectFileName);
+        return isName ? Answer{ResponseCode::OK, {}, encode(PropertyValue::string(u"late.mp3"))}
+                      : Answer{ResponseCode::InvalidObjectPropCode, {}, {}};
+    };
+    script.on[OperationCode::GetObjectInfo] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::OK, {}, encode(ObjectInfo())};
+    };
+    const auto session = script.open();
+    ObjectEntry entry;
+    ASSERT_EQ(session->objectEntry(5, entry), DGSTATUS_SUCCESS);
+    EXPECT_EQ(entry.name, u"late.mp3");
+}
+
 TEST_F(SessionListing, AnUnlistedStorageIsReachedByItsId) {
     answerLists();
     answerHandles();

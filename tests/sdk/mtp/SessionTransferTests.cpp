@@ -348,6 +348,44 @@ TEST_F(SessionTransfer, AFolderIsAnAssociationInItsParent) {
     EXPECT_EQ(sent.parent, 0U);
 }
 
+TEST_F(SessionTransfer, AFolderIsFoundByNameWhenItsHandleChanged) {
+    olderWay();
+    script.on[OperationCode::GetObjectInfo] = [this](const ParameterContainer& command, const Bytes&) {
+        return command.parameters[0] == newHandle ? Answer{ResponseCode::InvalidObjectHandle, {}, {}}
+                                                  : Answer{ResponseCode::OK, {}, encode(info)};
+    };
+    script.on[OperationCode::GetObjectHandles] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::OK, {}, encode(std::vector<std::uint32_t>{91})};
+    };
+    const auto session = script.open();
+    ASSERT_EQ(session->createFolder(storage, folder, u"New", sent), DGSTATUS_SUCCESS);
+    EXPECT_EQ(sent.handle, 91U);
+}
+
+TEST_F(SessionTransfer, ADeviceThatStallsAtAPropertyListIsSentAnObjectInfoFromThenOn) {
+    // Either the response after the stall says why, or nothing more comes.
+    for (const bool answers : {true, false}) {
+        SCOPED_TRACE(answers);
+        newerWay();
+        olderWay();
+        script.announce({OperationCode::SendObjectPropList});
+        script.stalls = {OperationCode::SendObjectPropList};
+        script.on[OperationCode::SendObjectPropList] = [](const ParameterContainer&, const Bytes&) {
+            return Answer{ResponseCode::OperationNotSupported, {}, {}};
+        };
+        script.mangle[OperationCode::SendObjectPropList] = [answers](std::vector<Bytes>& phases) {
+            phases.resize(answers ? phases.size() : 0);
+        };
+        const auto session = script.open();
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(send(*session, object(10), patternedBytes(10)), DGSTATUS_SUCCESS);
+        }
+        EXPECT_EQ(script.count(OperationCode::SendObjectPropList), 1U);
+        EXPECT_EQ(script.count(OperationCode::SendObjectInfo), 2U);
+        EXPECT_EQ(script.cancels.size(), answers ? 0U : 1U);
+    }
+}
+
 TEST_F(SessionTransfer, MetadataIsWrittenWhereTheDeviceLetsIt) {
     newerWay();
     std::vector<std::uint32_t> written;

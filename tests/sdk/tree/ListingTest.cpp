@@ -127,6 +127,36 @@ TEST_F(ListingTest, reachesHiddenStoragesByTheirIdOnly) {
     EXPECT_EQ(again, nullptr);
 }
 
+TEST_F(ListingTest, labelsAreWhatAPersonKnowsAndNoTwoAreEqual) {
+    // Volume identifier and description of the two storages, and the labels that come of them.
+    const struct {
+        std::u16string first[2];
+        std::u16string second[2];
+        Names labels;
+    } rows[] = {
+        {{u"Phone", u"Internal shared storage"}, {u"Card", u"SD card"}, {"Phone", "Card"}},
+        {{u"0012-ABCD", u"Internal storage"}, {u"MTP_00020001", u"SD card"}, {"Internal storage", "SD card"}},
+        {{u"", u"Storage"}, {u"", u"storage"}, {"Storage", "storage (2)"}},
+        {{u"", u""}, {u"", u""}, {"Storage", "Storage (2)"}},
+        {{u"a/b", u""}, {u"..", u""}, {"a_b", "__"}},
+    };
+    for (const auto& row : rows) {
+        faults().clear();
+        unsigned asked = 0;
+        faults().alterData({mtpsdk::OperationCode::GetStorageInfo, 1, 0}, [&](std::vector<std::byte>& bytes) {
+            mtpsdk::StorageInfo info;
+            ASSERT_TRUE(mtpsdk::decode(bytes, info));
+            const auto& texts = asked++ % 2 == 0 ? row.first : row.second;
+            info.volumeIdentifier = texts[0];
+            info.description = texts[1];
+            bytes = mtpsdk::encode(info);
+        });
+        EXPECT_EQ((Names{text(storage()->Label), text(card()->Label)}), row.labels);
+        close();
+    }
+    faults().clear();
+}
+
 TEST_F(ListingTest, keepsHostileNamesInTheirFolder) {
     const Names real = {"a.txt", "b.txt", "c.txt", "d.txt", "e.txt", "up__"};
     for (const std::string& name : real) {
