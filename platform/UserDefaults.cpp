@@ -68,12 +68,13 @@ std::error_code readSettings(const std::string& file, Settings& settings) {
 }
 
 /// Keeps other processes from writing the settings between our reading and our writing them. Where the file system
-/// knows no locks, or somebody stopped in the middle, the last writer wins: waiting is limited to about a second.
+/// knows no locks, or somebody stopped in the middle, the last writer wins: waiting is limited to about ten seconds, which
+/// only a crowd of writers on a busy machine comes near.
 class FolderLock {
 public:
     explicit FolderLock(const std::string& folder)
         : _folder(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        constexpr int attempts = 200;
+        constexpr int attempts = 2000;
         for (int i = 0; _folder && i < attempts && !tryLock(); ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }

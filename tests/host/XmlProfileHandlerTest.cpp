@@ -2,7 +2,6 @@
 #include "host/defaults/XmlProfileHandler.h"
 
 #include "tests/host/TestFolder.h"
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -73,7 +72,8 @@ TEST_F(XmlProfileHandlerTest, EntitiesAreNotExpandedAndNothingOutsideIsRead) {
 
     std::string bomb = "<!DOCTYPE ZEP [<!ENTITY a0 \"aaaaaaaaaa\">";
     for (int level = 1; level < 12; ++level) {
-        bomb += fmt::format("<!ENTITY a{0} \"&a{1};&a{1};&a{1};&a{1};&a{1};\">", level, level - 1);
+        const std::string inner = "&a" + std::to_string(level - 1) + ";";
+        bomb += "<!ENTITY a" + std::to_string(level) + " \"" + inner + inner + inner + inner + inner + "\">";
     }
     folder.write("first/Bomb/Contents.xml", bomb + "]>" + profile("&a11;"));
     EXPECT_EQ(music("Bomb"), std::nullopt);
