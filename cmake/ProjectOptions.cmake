@@ -49,7 +49,7 @@ function(mtp_add_test name)
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE project_options ${ARG_LINKS} GTest::gtest GTest::gtest_main)
     if(NOT ARG_TIMEOUT)
-        set(ARG_TIMEOUT 300)
+        set(ARG_TIMEOUT 900)
     endif()
     add_test(NAME ${name} COMMAND ${name})
     # What is plugged into the computer is none of the tests' business.

@@ -68,8 +68,8 @@ std::error_code readSettings(const std::string& file, Settings& settings) {
 }
 
 /// Keeps other processes from writing the settings between our reading and our writing them. Where the file system
-/// knows no locks, or somebody stopped in the middle, the last writer wins: waiting is limited to about ten seconds, which
-/// only a crowd of writers on a busy machine comes near.
+/// knows no locks, or somebody stopped in the middle, the last writer wins: waiting is limited to about ten seconds,
+/// which only a crowd of writers on a busy machine comes near.
 class FolderLock {
 public:
     explicit FolderLock(const std::string& folder)
