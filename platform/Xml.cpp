@@ -131,14 +131,6 @@ std::optional<XmlElement> XmlElement::child(std::string_view name) const {
     return found;
 }
 
-std::optional<XmlElement> XmlElement::lastChild() const {
-    xmlNode* node = _node->last;
-    while (node != nullptr && node->type != XML_ELEMENT_NODE) {
-        node = node->prev;
-    }
-    return node == nullptr ? std::nullopt : std::optional(XmlElement(node));
-}
-
 XmlElement XmlElement::append(std::string_view name, std::string_view text) {
     xmlNode* made = required(xmlNewDocNode(_node->doc, nullptr, xmlText(std::string(name)), nullptr));
     xmlAddChild(_node, made);

@@ -40,8 +40,6 @@ public:
     [[nodiscard]] std::optional<XmlElement> next() const;
     /// The first child of this name.
     [[nodiscard]] std::optional<XmlElement> child(std::string_view name) const;
-    /// The last child; cheap, however many there are.
-    [[nodiscard]] std::optional<XmlElement> lastChild() const;
 
     /// Appends a child of a valid XML name. Characters that XML cannot hold are left out of the text; an empty text
     /// makes an empty element.
@@ -58,7 +56,8 @@ public:
     struct Reading {
         /// A document that declares its elements must keep to the declarations. Others are left alone.
         bool validate = false;
-        /// Damaged documents are read as far as they go, as long as there is a root element.
+        /// Damaged documents are read as far as they go, as long as there is a root element. Bytes that should be
+        /// UTF-8 and are not count as Windows-1252, the usual truth then.
         bool recover = false;
         std::size_t maxBytes = std::size_t{16} << 20;
     };
@@ -70,7 +69,7 @@ public:
     XmlDocument& operator=(XmlDocument&&) noexcept;
 
     /// Reads a whole document; nothing on failure, and the reason in `error` when given. The encoding is the one of the
-    /// byte order mark or the declaration, else UTF-8; bytes that are wrong in it become U+FFFD.
+    /// byte order mark or the declaration, else UTF-8; bytes that are wrong in it become U+FFFD, unless recovering.
     [[nodiscard]] static std::optional<XmlDocument> parse(std::string_view bytes, const Reading& how,
                                                           std::string* error = nullptr);
 

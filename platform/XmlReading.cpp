@@ -9,6 +9,7 @@
 #include <libxml/valid.h>
 #include <unicode/ucnv.h>
 #include <unicode/unistr.h>
+#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <cstdarg>
@@ -64,13 +65,25 @@ std::string encodingOf(std::string_view bytes) {
     return declaredEncoding(bytes);
 }
 
+bool isUtf8(std::string_view bytes) {
+    const auto length = static_cast<std::int32_t>(bytes.size());
+    UChar32 character = 0;
+    for (std::int32_t at = 0; at < length && character >= 0;) {
+        U8_NEXT(bytes.data(), at, length, character);
+    }
+    return character >= 0;
+}
+
 /// Nothing when the encoding is unknown.
-std::optional<std::string> decoded(std::string_view bytes) {
-    const std::string encoding = encodingOf(bytes);
+std::optional<std::string> decoded(std::string_view bytes, bool recover) {
+    std::string encoding = encodingOf(bytes);
     UErrorCode status = U_ZERO_ERROR;
     ucnv_close(ucnv_open(encoding.c_str(), &status));
     if (U_FAILURE(status)) {
         return std::nullopt;
+    }
+    if (recover && ucnv_compareNames(encoding.c_str(), "UTF-8") == 0 && !isUtf8(bytes)) {
+        encoding = "windows-1252";
     }
     const icu::UnicodeString text(bytes.data(), static_cast<std::int32_t>(bytes.size()), encoding.c_str());
     std::string utf8;
@@ -255,7 +268,7 @@ std::optional<XmlDocument> XmlDocument::parse(std::string_view bytes, const Read
         report(error, "the document is too large");
         return std::nullopt;
     }
-    const std::optional<std::string> text = decoded(bytes);
+    const std::optional<std::string> text = decoded(bytes, how.recover);
     if (!text) {
         report(error, "unknown encoding");
         return std::nullopt;

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tools/JsonValue.h"
 
+#include "platform/Paths.h"
+
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
 
 namespace tool {
 namespace {
@@ -22,6 +26,22 @@ Json jsonArray(const platform::Array& values) {
         array.push_back(jsonValue(value));
     }
     return array;
+}
+
+/// The podcast with no episode but the one whose file bears the name.
+platform::Dictionary withEpisodeOf(const platform::Dictionary& podcast, const std::string& name) {
+    platform::Array own;
+    const auto isOwn = [end = "/" + name](const platform::Value& entry) {
+        const auto* episode = entry.dictionary();
+        const auto* path = episode == nullptr ? nullptr : episode->find("FilePath");
+        return path != nullptr && path->string() != nullptr && path->string()->ends_with(end);
+    };
+    if (const platform::Array* episodes = podcast.array("children")) {
+        std::ranges::copy_if(*episodes, std::back_inserter(own), isOwn);
+    }
+    platform::Dictionary reduced = podcast;
+    reduced.set("children", std::move(own));
+    return reduced;
 }
 
 std::string line(const Json& json) {
@@ -61,9 +81,14 @@ std::string jsonLine(const platform::Dictionary& dictionary) {
 }
 
 std::string jsonLine(const platform::Notification& notification) {
+    platform::Dictionary info = notification.userInfo;
+    if (const platform::Dictionary* podcast = notification.userInfo.dictionary("PodcastXmlInfo")) {
+        info.set("PodcastXmlInfo",
+                 withEpisodeOf(*podcast, platform::lastPathComponent(info.string("FilePath").value_or(""))));
+    }
     Json object = Json::object();
     object["notification"] = notification.name;
-    object["userInfo"] = jsonObject(notification.userInfo);
+    object["userInfo"] = jsonObject(info);
     return line(object);
 }
 

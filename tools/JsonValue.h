@@ -15,7 +15,8 @@ namespace tool {
 /// A dictionary on one line. Bytes that are no UTF-8 are replaced.
 [[nodiscard]] std::string jsonLine(const platform::Dictionary& dictionary);
 
-/// {"notification": NAME, "userInfo": {…}} on one line.
+/// {"notification": NAME, "userInfo": {…}} on one line. Of the episodes in "PodcastXmlInfo" only the notification's own
+/// is there: a channel would be written as often as it has episodes.
 [[nodiscard]] std::string jsonLine(const platform::Notification& notification);
 
 } // namespace tool

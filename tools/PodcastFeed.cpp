@@ -42,6 +42,16 @@ std::optional<XmlElement> itunesChild(const XmlElement& parent, std::string_view
     return child;
 }
 
+/// "content:encoded", in which some feeds have all of an item's text.
+std::optional<XmlElement> wholeText(const XmlElement& item) {
+    auto child = item.firstChild();
+    while (child && !((child->localName() == "encoded" && !child->namespaceName().empty()) ||
+                      child->localName() == "content:encoded")) {
+        child = child->next();
+    }
+    return child;
+}
+
 /// The element's text without markup; nothing when it has none.
 Text textOf(const std::optional<XmlElement>& element) {
     std::string text = plainText(element ? element->text().value_or("") : "");
@@ -118,7 +128,7 @@ Dictionary episodeFields(const XmlElement& item, const std::string& url) {
     const Text published = textOf(plainChild(item, "pubDate"));
     setText(fields, "Title", firstOf({textOf(plainChild(item, "title")), textOf(itunesChild(item, "title"))}));
     setText(fields, "SubTitle", textOf(itunesChild(item, "subtitle")));
-    setText(fields, "Description", textOf(plainChild(item, "description")));
+    setText(fields, "Description", firstOf({textOf(plainChild(item, "description")), textOf(wholeText(item))}));
     setText(fields, "Author", firstOf({textOf(itunesChild(item, "author")), textOf(plainChild(item, "author"))}));
     setText(fields, "Summary", textOf(itunesChild(item, "summary")));
     setText(fields, "Link", textOf(plainChild(item, "link")));

@@ -107,7 +107,9 @@ void TransferProgress::handleResult(const platform::Dictionary& userInfo) {
     _isFull = _isFull || meansStorageFull(status);
     _isDeviceGone = _isDeviceGone || meansDeviceGone(status);
     const std::size_t file = _request[position];
-    if (status == DGSTATUS_SUCCESS) {
+    if (status == DGSTATUS_SUCCESS && userInfo.find("IsKept") != nullptr) {
+        settle(file, FileState::kept, "is there already");
+    } else if (status == DGSTATUS_SUCCESS) {
         settle(file, FileState::copied, "");
     } else if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED) {
         settle(file, FileState::kept, statusText(status));

@@ -93,11 +93,12 @@ XmlDocument VXUIPodcastXMLConverter::makePodcastXMLFromPodcastDictionary(const D
     return document;
 }
 
-void VXUIPodcastXMLConverter::appendPost(XmlElement& channel, const Dictionary& episode) const {
+XmlElement VXUIPodcastXMLConverter::appendPost(XmlElement& channel, const Dictionary& episode) const {
     XmlElement post = channel.append(postName);
     for (const std::string& name : postFieldNames) {
         post.append(name, textOf(episode.find(name)));
     }
+    return post;
 }
 
 std::optional<Dictionary> VXUIPodcastXMLConverter::makePodcastDictionaryFromXML(std::string_view bytes) const {
@@ -152,6 +153,14 @@ void VXUIPodcastXMLConverter::addPodcastEpisode(const Dictionary& episode, XmlDo
         return;
     }
     appendPost(*channel, episode);
+}
+
+XmlElement VXUIPodcastXMLConverter::appendPodcastEpisode(const Dictionary& episode, XmlDocument& document) const {
+    auto channel = document.root();
+    if (!channel) {
+        throw std::invalid_argument("the document has no root element");
+    }
+    return appendPost(*channel, episode);
 }
 
 void VXUIPodcastXMLConverter::removePodcastEpisode(const Dictionary& episode, XmlDocument* inXML) const {

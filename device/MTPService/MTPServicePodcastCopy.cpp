@@ -36,9 +36,10 @@ Next CopyPodcasts::podcast(const Dictionary& podcast, const std::string& folderN
         _lastResult = false;
         return Next::goOn;
     }
-    const Next next = sendEpisodes(episodes, channel);
-    // Also when the storage is full or the request was cancelled: what has arrived must be listed.
-    if (next == Next::goOn || channel.isChanged() || channel.hadDocument()) {
+    const Next next = attempt([&] { return sendEpisodes(episodes, channel); });
+    // Also when the storage is full, or something else ended the job in between: what has arrived must be listed.
+    const bool isFull = TransferJob::isStorageFull(_job.notifier().transferResult());
+    if (next == Next::goOn || isFull || channel.isChanged() || channel.hadDocument()) {
         _lastResult = channel.write(_request.serviceID) && _lastResult;
     }
     return next;
@@ -53,7 +54,7 @@ Next CopyPodcasts::sendEpisodes(const platform::Array& episodes, PodcastChannel&
         if (!episode) {
             _lastResult = false;
             _job.fileFailed(_failure);
-        } else if (settle(*episode, send(*episode, channel)) == Next::stop) {
+        } else if (settle(send(*episode, channel)) == Next::stop) {
             return Next::stop;
         }
     }

@@ -57,11 +57,11 @@ Next DeletePodcasts::podcast(const Dictionary& podcast, const std::string& folde
     if (_job.stopsForRelease()) {
         return Next::stop;
     }
-    const Next next = deleteEpisodes(episodesToDelete(*podcast.array("children")), channel);
+    const Next next = attempt([&] { return deleteEpisodes(episodesToDelete(*podcast.array("children")), channel); });
     if (_service.getReleaseState() == 1) {
         return Next::stop;
     }
-    if (channel.episodes().empty()) {
+    if (!channel.hasEpisodes()) {
         channel.remove();
     } else if (channel.hadDocument()) {
         const Text parent = _service.mediaDefaultNode(_request.destinationPath, _request.mediaType);

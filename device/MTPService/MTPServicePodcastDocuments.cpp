@@ -6,10 +6,13 @@
 #include "platform/Files.h"
 #include "platform/Log.h"
 #include "platform/Paths.h"
+#include "platform/Strings.h"
 #include "ui/VXUIPodcastXMLConverter.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <unordered_set>
 
 using platform::Dictionary;
 using platform::Synchronized;
@@ -110,16 +113,24 @@ std::optional<Dictionary> MTPServicePrivate::checkMtpXmlData(const Text& podcast
     return podcast;
 }
 
-/// The episodes whose files are in the channel's folder.
+/// The episodes whose files are in the channel's folder. It is listed once: asking for each file of a long channel
+/// would go through all of them each time.
 platform::Array MTPServicePrivate::presentEpisodes(const platform::Array& episodes, const std::string& channelPath) {
-    platform::Array present;
     const Synchronized library(MtpControl::classMonitor());
-    for (const platform::Value& episode : episodes) {
-        const Text name = episode.dictionary()->string("FilePath");
-        if (name && podcastFileNode(platform::formatText("%@/%@", channelPath, *name))) {
-            present.push_back(episode);
-        }
+    std::unordered_set<std::string> names;
+    _MTP_COMMON_NODE* folder = MtpControl::nodeFromText(exactNodeAtDevice(channelPath));
+    const auto files = _mtpControl->contentsOfFileAtNode(folder, channelPath);
+    if (!files) {
+        return episodes; // a device that does not tell has not lost them
     }
+    for (const platform::Value& file : *files) {
+        names.insert(platform::caseFolded(file.dictionary()->string("FileName").value_or("")));
+    }
+    platform::Array present;
+    std::ranges::copy_if(episodes, std::back_inserter(present), [&](const platform::Value& episode) {
+        const Text name = episode.dictionary()->string("FilePath");
+        return name && names.contains(platform::caseFolded(*name));
+    });
     return present;
 }
 
@@ -156,7 +167,8 @@ Text MTPServicePrivate::sendMtpXmlData(std::uint32_t serviceID, const platform::
     return node;
 }
 
-/// Puts the document in the place of the present one, unless the service is released.
+/// Puts the document in the place of the present one, unless the service is released. One that the device does not take
+/// leaves the present one where it was: a full storage must not cost a channel its list.
 Text MTPServicePrivate::replacePodcastDocument(const std::string& localPath, const std::string& path,
                                                const Text& folderNode, std::uint32_t* error) {
     if (getReleaseState() == 1) {
@@ -164,21 +176,27 @@ Text MTPServicePrivate::replacePodcastDocument(const std::string& localPath, con
     }
     const Synchronized library(MtpControl::classMonitor());
     Text node;
-    const auto send = [&] {
-        return _mtpControl->downloadFileToMTPEx(_currentDeviceNode, _storageHeadNode, folderNode, localPath, path,
-                                                nullptr, nullptr, &node, error);
+    const auto send = [&](const std::string& file, std::uint32_t* status) {
+        return _mtpControl->downloadFileToMTPEx(_currentDeviceNode, _storageHeadNode, folderNode, file, path, nullptr,
+                                                nullptr, &node, status);
     };
-    deleteAtDevice(path, error); // there may be none
-    bool isSent = send();
+    const bool isReplacing = deleteAtDevice(path, error); // there may be none
+    bool isSent = send(localPath, error);
     if (!isSent && node && *error == DGSTATUS_NODE_FILE_DUPNAME_EXISTED) {
         _mtpControl->deleteItemAtPath(_currentDeviceNode, _storageHeadNode, node, path, error);
         if (getReleaseState() == 1) {
             QD_LOG(5, "Device Disconnected - %@", locationID());
             return std::nullopt;
         }
-        isSent = send();
+        isSent = send(localPath, error);
     }
     if (!isSent || !node) {
+        // The copy that was read when the channel was opened bears the same name.
+        const Text present = localCopyPath(platform::deletingLastPathComponent(path) + ".xml");
+        std::uint32_t ignored = 0;
+        if (isReplacing && present && platform::fileExists(*present)) {
+            send(*present, &ignored);
+        }
         return std::nullopt;
     }
     indexNode(path, *node);

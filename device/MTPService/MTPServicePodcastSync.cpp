@@ -45,7 +45,7 @@ Next SyncPodcasts::podcast(const Dictionary& podcast, const std::string& folderN
     if (_job.stopsForRelease()) {
         return Next::stop;
     }
-    const Next next = syncEpisodes(*podcast.array("children"), places);
+    const Next next = attempt([&] { return syncEpisodes(*podcast.array("children"), places); });
     for (Place& place : places) {
         if (place.channel.hadDocument() || place.channel.isChanged()) {
             _lastResult = place.channel.write(_request.serviceID) && _lastResult;
@@ -76,7 +76,7 @@ Next SyncPodcasts::syncEpisodes(const platform::Array& episodes, std::vector<Pla
         if (!episode) {
             _lastResult = false;
             _job.fileFailed(_failure);
-        } else if (!leave(*episode, places) && settle(*episode, syncPodcastFile(*episode, places)) == Next::stop) {
+        } else if (!leave(*episode, places) && settle(syncPodcastFile(*episode, places)) == Next::stop) {
             return Next::stop;
         }
     }
@@ -108,6 +108,7 @@ void SyncPodcasts::keep(const Episode& episode, Place& place) {
     _job.notifier().setStorageIndex(place.storage->diskIndex);
     _service.transferProgressInfoEx(_job.sharedNotifier(), counted, counted);
     place.channel.tell(_job.notifier());
+    _job.notifier().setMediaInfo(Dictionary{{"IsKept", true}}); // where one that was sent has its media information
     _lastResult = true;
     _job.fileSucceeded();
 }

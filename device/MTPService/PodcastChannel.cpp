@@ -16,9 +16,16 @@ namespace {
 constexpr const char* childrenKey = "children";
 constexpr const char* urlKey = "Url";
 
-std::optional<platform::XmlElement> lastPost(const platform::XmlDocument& document) {
-    const auto last = document.root()->lastChild();
-    return last && last->isNamed("Post") ? last : std::nullopt;
+/// The episode's address where it lies; null when it has none.
+const std::string* urlOf(const Value& episode) {
+    const Value* url = episode.dictionary()->find(urlKey);
+    return url == nullptr ? nullptr : url->string();
+}
+
+/// The key of an episode among the addresses. An empty element reads as null.
+std::string addressOf(const Value& episode) {
+    const std::string* url = urlOf(episode);
+    return url == nullptr ? std::string() : *url;
 }
 
 } // namespace
@@ -76,7 +83,7 @@ void PodcastChannel::readEpisodes(const Dictionary& podcast) {
         _episodes = *episodes;
     }
     for (const Value& episode : _episodes) {
-        _urls.insert(episode.dictionary()->string(urlKey).value_or("")); // an empty element reads as null
+        _urls.insert(addressOf(episode));
     }
 }
 
@@ -122,8 +129,16 @@ std::string PodcastChannel::episodePath(const std::string& fileName) const {
 
 Dictionary PodcastChannel::podcast() const {
     Dictionary podcast = _fields;
-    podcast.set(childrenKey, _episodes);
+    if (_told.isNull()) {
+        _told = _episodes;
+    }
+    podcast.set(childrenKey, _told);
     return podcast;
+}
+
+void PodcastChannel::changed() {
+    _isChanged = true;
+    _told = Value();
 }
 
 bool PodcastChannel::lists(const Dictionary& episode) const {
@@ -143,15 +158,14 @@ SendOutcome PodcastChannel::send(FileSender& sender, OutgoingFile& file) const {
 void PodcastChannel::list(const Dictionary& episode, const std::string& fileName) {
     Dictionary listed = episode;
     listed.set("FilePath", fileName); // the document holds names only
-    const bool isListed = lists(episode);
-    _converter.addPodcastEpisode(listed, &_document);
-    if (const auto post = isListed ? std::nullopt : lastPost(_document)) {
-        Dictionary read = VXUIPodcastXMLConverter::episodeFromPost(*post);
-        read.set("FilePath", episodePath(fileName));
-        _urls.insert(read.string(urlKey).value_or(""));
-        _episodes.emplace_back(std::move(read));
-        _isChanged = true;
+    if (lists(episode)) {
+        _converter.addPodcastEpisode(listed, &_document); // which says so
+        return;
     }
+    Dictionary read = VXUIPodcastXMLConverter::episodeFromPost(_converter.appendPodcastEpisode(listed, _document));
+    read.set("FilePath", episodePath(fileName));
+    _urls.insert(addressOf(_episodes.emplace_back(std::move(read))));
+    changed();
 }
 
 void PodcastChannel::strike(const Dictionary& episode, const std::string& fileName) {
@@ -166,12 +180,9 @@ void PodcastChannel::strike(const Dictionary& episode, const std::string& fileNa
     }
     // Its own "Url", which a file that lay under another one is listed with.
     _converter.removePodcastEpisode(*found->dictionary(), &_document);
+    _urls.extract(addressOf(*found)); // one of them
     _episodes.erase(found);
-    _urls.clear();
-    for (const Value& listed : _episodes) {
-        _urls.insert(listed.dictionary()->string(urlKey).value_or(""));
-    }
-    _isChanged = true;
+    changed();
 }
 
 void PodcastChannel::tell(QDMtpDeviceNotifier& notifier) const {
@@ -195,9 +206,11 @@ std::optional<std::uint64_t> PodcastChannel::sizeOnDevice(const std::string& fil
 }
 
 platform::Array::const_iterator PodcastChannel::find(const Dictionary& episode) const {
-    const auto url = episode.string(urlKey);
-    return std::ranges::find_if(_episodes,
-                                [&](const Value& listed) { return url && listed.dictionary()->string(urlKey) == url; });
+    const auto wanted = episode.string(urlKey);
+    return std::ranges::find_if(_episodes, [&](const Value& listed) {
+        const std::string* url = urlOf(listed);
+        return wanted && url != nullptr && *url == *wanted;
+    });
 }
 
 bool PodcastChannel::write(std::uint32_t serviceID) {

@@ -47,7 +47,7 @@ public:
     [[nodiscard]] bool isChanged() const { return _isChanged; }
     /// What the document says, each episode's "FilePath" as its full device path.
     [[nodiscard]] platform::Dictionary podcast() const;
-    [[nodiscard]] const platform::Array& episodes() const { return _episodes; }
+    [[nodiscard]] bool hasEpisodes() const { return !_episodes.empty(); }
     /// Whether an episode of this one's "Url" is listed; never for one without.
     [[nodiscard]] bool lists(const platform::Dictionary& episode) const;
 
@@ -72,6 +72,7 @@ private:
     [[nodiscard]] bool isFolderEmpty() const;
     [[nodiscard]] platform::Array::const_iterator find(const platform::Dictionary& episode) const;
     void readEpisodes(const platform::Dictionary& podcast);
+    void changed();
 
     MTPServicePrivate& _service;
     const VXUIPodcastXMLConverter& _converter;
@@ -84,7 +85,9 @@ private:
     /// its episodes.
     platform::Dictionary _fields;
     platform::Array _episodes;
-    std::unordered_set<std::string> _urls;
+    /// The episodes as the dictionary holds them, shared with those who were told of them, until they change.
+    mutable platform::Value _told;
+    std::unordered_multiset<std::string> _urls; // a device's document may list one twice
     bool _hadDocument = false;
     bool _isChanged = false;
 };

@@ -9,6 +9,27 @@
 using platform::Dictionary;
 using platform::Value;
 
+namespace {
+
+bool hasArrived(const SendOutcome& outcome) {
+    return outcome.sent && outcome.status == DGSTATUS_SUCCESS && outcome.node;
+}
+
+/// Tells of an episode that failed alone; what ends the job tells of itself.
+void logFailure(const OutgoingFile& file, const SendOutcome& outcome) {
+    if (outcome.isStopped || TransferJob::isCancelStatus(outcome.status) ||
+        TransferJob::isStorageFull(outcome.status)) {
+        return;
+    }
+    if (outcome.node) {
+        QD_LOG(1, "Podcast Download %@ to %@ failed.", file.source, file.target);
+    } else {
+        QD_LOG(1, "Podcast sync failed - fileNode is nil");
+    }
+}
+
+} // namespace
+
 PodcastJob::PodcastJob(MTPServicePrivate& service, const _serviceinfo& request, std::uint32_t failure,
                        std::size_t episodeCount, std::uint64_t totalBytes, TransferJobManners manners)
     : _service(service)
@@ -17,18 +38,15 @@ PodcastJob::PodcastJob(MTPServicePrivate& service, const _serviceinfo& request, 
     , _job(service, request, episodeCount, totalBytes, manners) {}
 
 bool PodcastJob::run() {
-    const bool isWhole = callApplication([this] {
-        for (const Value& podcast : *_request.contents.array()) {
-            if (entry(podcast) == Next::stop) {
-                break;
-            }
+    attempt([this] {
+        Next next = Next::goOn;
+        const platform::Array& podcasts = *_request.contents.array();
+        for (auto podcast = podcasts.begin(); podcast != podcasts.end() && next == Next::goOn; ++podcast) {
+            next = entry(*podcast);
         }
+        return next;
     });
     QDMtpDeviceNotifier& notifier = _job.notifier();
-    if (!isWhole) {
-        remainingEpisodesFailed(_failure);
-        _lastResult = false;
-    }
     if (notifier.currentTransferStatus() == TransferStatusRunning) { // nothing was counted to the end
         notifier.setCurrentTransferStatus(TransferStatusDone);
         notifier.sendTransferEvent(100, 100);
@@ -70,6 +88,15 @@ Next PodcastJob::entry(const Value& entry) {
 void PodcastJob::remainingEpisodesFailed(std::uint32_t status) {
     const QDMtpDeviceNotifier& notifier = _job.notifier();
     _job.remainingFilesFailed(status, notifier.maxTransferFileCount() + 1 - notifier.currentTransferFileCount());
+}
+
+Next PodcastJob::attempt(const std::function<Next()>& work) {
+    Next next = Next::stop;
+    if (!callApplication([&] { next = work(); })) {
+        remainingEpisodesFailed(_failure);
+        _lastResult = false;
+    }
+    return next;
 }
 
 PodcastSendJob::PodcastSendJob(MTPServicePrivate& service, const _serviceinfo& request, std::uint32_t failure,
@@ -128,15 +155,17 @@ SendOutcome PodcastSendJob::send(const Episode& episode, PodcastChannel& channel
                       .folder = channel.folderNode(),
                       .data = *std::move(data)};
     outcome = channel.send(_sender, file);
-    if (outcome.sent && outcome.status == DGSTATUS_SUCCESS && outcome.node) {
+    if (hasArrived(outcome)) {
         channel.list(episode.data, platform::lastPathComponent(file.target));
         channel.tell(_job.notifier());
         _sender.takeIn(file, outcome, _job.notifier());
+    } else {
+        logFailure(file, outcome);
     }
     return outcome;
 }
 
-Next PodcastSendJob::settle(const Episode& episode, const SendOutcome& outcome) {
+Next PodcastSendJob::settle(const SendOutcome& outcome) {
     if (outcome.isStopped) {
         return Next::stop;
     }
@@ -148,14 +177,10 @@ Next PodcastSendJob::settle(const Episode& episode, const SendOutcome& outcome) 
         remainingEpisodesFailed(outcome.status);
         return Next::stop;
     }
-    if (outcome.sent && outcome.status == DGSTATUS_SUCCESS && outcome.node) {
+    if (hasArrived(outcome)) {
         _job.fileSucceeded();
         return Next::goOn;
     }
-    if (!outcome.node) {
-        QD_LOG(1, "Podcast sync failed - fileNode is nil");
-    }
-    QD_LOG(1, "Podcast Download %@ to %@ failed.", episode.source, episode.name);
     _job.fileFailed(outcome.status == DGSTATUS_SUCCESS ? std::uint32_t{DGSTATUS_UNSUCCESSFUL} : outcome.status);
     return Next::goOn;
 }

@@ -7,6 +7,7 @@
 #include "ui/VXUIPodcastXMLConverter.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -33,6 +34,9 @@ protected:
     virtual Next podcast(const platform::Dictionary& podcast, const std::string& folderName) = 0;
     /// All episodes that have not been counted failed: the job is over.
     void remainingEpisodesFailed(std::uint32_t status);
+    /// Does what may meet an exception: a document without addresses, a host's library. One ends the job (stop, a
+    /// failed result, all that is not counted failed) and is logged.
+    Next attempt(const std::function<Next()>& work);
 
     MTPServicePrivate& _service;
     const _serviceinfo& _request;
@@ -65,7 +69,7 @@ protected:
     static std::optional<platform::Dictionary> describe(const Episode& episode);
     SendOutcome send(const Episode& episode, PodcastChannel& channel);
     /// Counts the episode by what became of sending it; a full storage stops.
-    Next settle(const Episode& episode, const SendOutcome& outcome);
+    Next settle(const SendOutcome& outcome);
 
 private:
     FileSender _sender;

@@ -4,6 +4,7 @@
 #include "tests/tools/ToolRun.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -41,6 +42,8 @@ TEST_F(PodcastCommandTest, AFeedIsPutListedGrownAndRemoved) {
 
     const ToolResult synced = box.runOnDevice({"podcast", "sync", feed("News", {"d", "c", "b"}), feed("Other", {"x"})});
     EXPECT_EQ(synced.status, 0) << synced.err;
+    EXPECT_TRUE(contains(synced.out, "2 copied, 2 skipped, 0 failed;")) << synced.out;
+    EXPECT_TRUE(contains(synced.out, "c.mp3: is there already")) << synced.out;
     const ToolResult listed = box.runOnDevice({"podcast", "list"});
     EXPECT_TRUE(contains(listed.out, "News")) << listed.out;
     EXPECT_EQ(listed.lines().size(), 3U);
@@ -60,6 +63,22 @@ TEST_F(PodcastCommandTest, AFeedIsPutListedGrownAndRemoved) {
     EXPECT_EQ(json.lines().size(), 1U) << json.out;
 }
 
+TEST_F(PodcastCommandTest, AResultInJsonHoldsItsOwnEpisodeOfTheChannel) {
+    const ToolResult put = box.runOnDevice({"--json", "podcast", "put", feed("News", {"a", "b", "c"})});
+    const std::string folder = "/Player/Phone/Podcast/News/";
+    Texts paths;
+    for (const std::string& line : put.lines()) {
+        const auto info = nlohmann::json::parse(line)["userInfo"];
+        if (info.contains("PodcastXmlInfo")) {
+            EXPECT_EQ(info["PodcastXmlInfo"]["Title"], "News");
+            for (const auto& episode : info["PodcastXmlInfo"]["children"]) {
+                paths.push_back(episode["FilePath"].get<std::string>());
+            }
+        }
+    }
+    EXPECT_EQ(paths, (Texts{folder + "a.mp3", folder + "b.mp3", folder + "c.mp3"})) << put.out;
+}
+
 TEST_F(PodcastCommandTest, WhatIsWrongIsTold) {
     box.folder.write("feeds/bad.rss", "<html/>");
     const std::pair<Texts, int> rows[] = {
@@ -76,7 +95,10 @@ TEST_F(PodcastCommandTest, WhatIsWrongIsTold) {
     const std::string path = feed("News", {"a", "b"});
     const ToolResult nothing = box.runOnDevice({"podcast", "put", "--media", box.path("device"), path});
     EXPECT_EQ(nothing.status, 1);
-    EXPECT_TRUE(contains(nothing.err, "2 of its episodes have no file in")) << nothing.err;
+    EXPECT_TRUE(contains(nothing.err, "no media file in " + box.path("device") + ": a.mp3, b.mp3.")) << nothing.err;
+    const std::string text = box.folder.write(
+        "feeds/text.rss", "<rss><channel><title>Text</title><item><title>Read</title></item></channel></rss>");
+    EXPECT_TRUE(contains(box.runOnDevice({"podcast", "put", text}).err, "without any media file: Read."));
     EXPECT_EQ(box.runOnDevice({"podcast", "list"}).lines().size(), 1U);
 }
 

@@ -94,6 +94,21 @@ TEST_F(PodcastFeedTest, ItemsWithoutMediaAreToldApart) {
     EXPECT_EQ(found->missingFiles, std::vector<std::string>{"gone.mp3"});
 }
 
+TEST_F(PodcastFeedTest, AnItemsWholeTextStandsInForItsDescription) {
+    media("a.mp3");
+    media("b.mp3");
+    const std::string whole = "<content:encoded><![CDATA[<p>All</p>]]></content:encoded>";
+    for (const std::string& open :
+         {std::string("<rss xmlns:content='http://purl.org/rss/1.0/modules/content/'>"), std::string("<rss>")}) {
+        const auto found = read(open + "<channel><title>Show</title>" + item("a", whole) +
+                                item("b", whole + "<description>Short</description>") + "</channel></rss>");
+        ASSERT_TRUE(found) << error;
+        const auto& episodes = *found->podcast.array("children");
+        EXPECT_EQ(episodes[0].dictionary()->string("Description"), "All");
+        EXPECT_EQ(episodes[1].dictionary()->string("Description"), "Short");
+    }
+}
+
 TEST_F(PodcastFeedTest, TheNewestByDateStayInTheFeedsOrder) {
     for (const char* name : {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}) {
         media(name);
@@ -113,6 +128,7 @@ TEST_F(PodcastFeedTest, DamagedAndOddlyEncodedFeedsAreReadSensibly) {
     const std::pair<std::string, std::string> rows[] = {
         {"<?xml version='1.0' encoding='windows-1252'?><rss><channel><title>Caf\xE9 \x96</title></channel></rss>",
          "Café –"},
+        {"<rss><channel><title>Undeclared \xFC</title></channel></rss>", "Undeclared ü"},
         {"<rss><channel><title>A &nbsp; B &copy; C</title></channel></rss>", "A B C"},
         {"<rss><channel><title>open</title><item>", "open"},
         {"\xEF\xBB\xBF<rss><channel><title><![CDATA[Ich & <i>Du</i>]]></title></channel></rss>", "Ich & Du"},

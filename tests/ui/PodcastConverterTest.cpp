@@ -30,6 +30,14 @@ std::vector<std::string> childNames(const XmlElement& element) {
     return names;
 }
 
+XmlElement lastChild(const XmlElement& element) {
+    XmlElement last = *element.firstChild();
+    while (const auto next = last.next()) {
+        last = *next;
+    }
+    return last;
+}
+
 Dictionary episode(const std::string& url) {
     return {{"Title", "Title of " + url}, {"Url", url}};
 }
@@ -113,7 +121,7 @@ TEST_F(PodcastConverterTest, PostsHaveAllEpisodeFieldsInTheirTextForm) {
     for (const auto& [name, text] : rows) {
         EXPECT_EQ(post.child(name)->text(), text) << name;
     }
-    EXPECT_EQ(childNames(*document.root()->lastChild()), episodeFields);
+    EXPECT_EQ(childNames(lastChild(*document.root())), episodeFields);
 }
 
 TEST_F(PodcastConverterTest, WhatIsWrittenIsReadBackAsTextAndNull) {
@@ -185,11 +193,15 @@ TEST_F(PodcastConverterTest, AnEpisodeIsAddedOnceAfterAllOthers) {
     converter.addPodcastEpisode({{"Title", "without"}}, &document);
     converter.addPodcastEpisode({{"Title", "without"}}, &document);
     EXPECT_EQ(urls(document), "a b B - - ");
-    EXPECT_EQ(childNames(*document.root()->lastChild()), episodeFields);
+    EXPECT_EQ(childNames(lastChild(*document.root())), episodeFields);
     converter.addPodcastEpisode(episode("a"), nullptr);
     XmlDocument empty;
     converter.addPodcastEpisode(episode("a"), &empty);
     EXPECT_FALSE(empty.root());
+    // Without a look at what is there.
+    EXPECT_EQ(converter.appendPodcastEpisode(episode("a"), document).child("Url")->text(), "a");
+    EXPECT_EQ(urls(document), "a b B - - a ");
+    EXPECT_THROW(converter.appendPodcastEpisode(episode("a"), empty), std::invalid_argument);
 }
 
 TEST_F(PodcastConverterTest, RemovingTakesTheFirstOfEqualEpisodes) {

@@ -10,6 +10,7 @@
 #include "tools/Table.h"
 #include "tools/TransferRun.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
@@ -34,6 +35,20 @@ struct PodcastOptions {
     bool isConfirmed = false;
 };
 
+/// "feed.rss: no media file in Podcasts: a.mp3, b.mp3, c.mp3 and 17 more."
+void tellOfMissing(Environment& environment, const std::string& what, const std::vector<std::string>& names) {
+    constexpr std::size_t maxNames = 3;
+    if (names.empty()) {
+        return;
+    }
+    std::string listed;
+    for (std::size_t i = 0; i < std::min(names.size(), maxNames); ++i) {
+        listed += (i == 0 ? "" : ", ") + safeText(names[i]);
+    }
+    const std::string rest = names.size() > maxNames ? fmt::format(" and {} more", names.size() - maxNames) : "";
+    environment.console.say(fmt::format("{}: {}{}.", what, listed, rest));
+}
+
 /// The podcast of a local feed, as the service takes it.
 Dictionary readFeed(Environment& environment, const std::string& path, const PodcastOptions& options) {
     std::ifstream file(path, std::ios::binary);
@@ -50,10 +65,8 @@ Dictionary readFeed(Environment& environment, const std::string& path, const Pod
     if (!feed) {
         throw Failure(ExitStatus::usage, safeText(path) + " is no podcast feed: " + safeText(error) + ".");
     }
-    if (!feed->missingFiles.empty()) {
-        environment.console.say(fmt::format("{}: {} of its episodes have no file in {}.", safeText(path),
-                                            feed->missingFiles.size(), safeText(folder)));
-    }
+    tellOfMissing(environment, safeText(path) + ": no media file in " + safeText(folder), feed->missingFiles);
+    tellOfMissing(environment, safeText(path) + ": without any media file", feed->withoutMedia);
     if (feed->podcast.array("children")->empty()) {
         throw Failure(ExitStatus::someFailed, safeText(path) + ": there is no episode to send.");
     }
@@ -278,6 +291,13 @@ void addPodcastCommand(Commands& commands) {
     CLI::App* group = commands.app().add_subcommand("podcast", "Podcasts on a device: send, list, delete");
     group->require_subcommand(1);
     const auto options = std::make_shared<PodcastOptions>();
+    group->footer("Examples:\n"
+                  "  mtpservice podcast put --media ~/Podcasts news.rss\n"
+                  "  mtpservice podcast sync --episodes 5 *.rss\n"
+                  "  mtpservice podcast show 'The News'\n"
+                  "  mtpservice podcast remove 'The News' 1 3\n\n"
+                  "An episode's media file is looked up by the file name at the end of its address in the feed.\n"
+                  "Nothing is downloaded."); // the subcommands take it over
     addPut(commands, *group, options);
     CLI::App* listing = group->add_subcommand("list", "List the podcasts");
     commands.add(listing, [](Environment& environment) { return list(environment); });
@@ -286,13 +306,6 @@ void addPodcastCommand(Commands& commands) {
     commands.add(showing, [options](Environment& environment) { return show(environment, options->channel); });
     addSync(commands, *group, options);
     addRemove(commands, *group, options);
-    group->footer("Examples:\n"
-                  "  mtpservice podcast put --media ~/Podcasts news.rss\n"
-                  "  mtpservice podcast sync --episodes 5 *.rss\n"
-                  "  mtpservice podcast show 'The News'\n"
-                  "  mtpservice podcast remove 'The News' 1 3\n\n"
-                  "An episode's media file is looked up by the file name at the end of its address in the feed.\n"
-                  "Nothing is downloaded.");
 }
 
 } // namespace tool

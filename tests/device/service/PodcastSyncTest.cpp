@@ -41,6 +41,8 @@ TEST_F(PodcastSyncTest, MissingEpisodesAreSentAndTheSecondTimeNone) {
     syncPodcasts(2, podcasts);
     EXPECT_EQ(resultStatuses(2), (Numbers{0, 0}));
     EXPECT_EQ(std::filesystem::last_write_time(place("Show", "one.mp3")), time) << "what is there stays";
+    EXPECT_EQ(numbers(recorder.results(1), "IsKept"), (Numbers{-1, -1}));
+    EXPECT_EQ(numbers(recorder.results(2), "IsKept"), (Numbers{1, 1}));
     EXPECT_EQ(listed("Show"), (Listed{"u1=one.mp3", "u2=two.mp3"}));
     for (const std::uint32_t id : {1U, 2U}) {
         EXPECT_TRUE(std::ranges::is_sorted(percents(id))) << id;
