@@ -52,7 +52,7 @@ TEST_F(PodcastCommandTest, AFeedIsPutListedGrownAndRemoved) {
     EXPECT_TRUE(contains(shown.lines()[3], "About d")) << shown.out;
     EXPECT_TRUE(contains(shown.lines()[3], "2020-02-28")) << shown.out;
 
-    const ToolResult removed = box.runOnDevice({"podcast", "remove", "News", "1", "About d"});
+    const ToolResult removed = box.runOnDevice({"podcast", "remove", "News", "1", "About d", "1"});
     EXPECT_EQ(removed.status, 0) << removed.err;
     EXPECT_EQ(box.filesBelow("device/Phone/Podcast/News"), (Texts{"News.xml", "b.mp3"}));
     EXPECT_EQ(box.runOnDevice({"podcast", "remove", "News", "9"}).status, 1);
@@ -85,6 +85,8 @@ TEST_F(PodcastCommandTest, WhatIsWrongIsTold) {
         {{"podcast"}, 2},
         {{"podcast", "put", box.path("none.rss")}, 2},
         {{"podcast", "put", box.path("feeds/bad.rss")}, 2},
+        {{"podcast", "put", box.path("feeds")}, 2},
+        {{"podcast", "put", "--episodes", "-1", box.path("feeds/bad.rss")}, 2},
         {{"podcast", "show", "News"}, 1},
     };
     for (const auto& [arguments, status] : rows) {

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <set>
 
 namespace tool {
 namespace {
@@ -51,11 +52,12 @@ void tellOfMissing(Environment& environment, const std::string& what, const std:
 
 /// The podcast of a local feed, as the service takes it.
 Dictionary readFeed(Environment& environment, const std::string& path, const PodcastOptions& options) {
+    std::error_code none;
     std::ifstream file(path, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    if (!file) {
+    if (!file || std::filesystem::is_directory(path, none)) { // a folder can be opened, and then throws
         throw Failure(ExitStatus::usage, safeText(path) + " cannot be read.");
     }
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
     const std::filesystem::path above = std::filesystem::path(path).parent_path();
     const std::string folder = !options.mediaFolder.empty() ? options.mediaFolder
                                : above.empty()              ? "."
@@ -205,12 +207,13 @@ private:
     /// Leaves the chosen episodes in the channels; one that several storages have is taken from the first.
     void choose(std::vector<PodcastOnDevice>& channels) {
         std::vector<platform::Array> taken(channels.size());
+        std::vector<std::set<std::size_t>> chosen(channels.size());
         for (const std::string& wanted : _options.chosen) {
             bool isFound = false;
             for (std::size_t i = 0; i < channels.size() && !isFound; ++i) {
                 const std::size_t index = episodeMeant(channels[i].episodes, wanted);
                 isFound = index < channels[i].episodes.size();
-                if (isFound) {
+                if (isFound && chosen[i].insert(index).second) { // one may be named twice
                     taken[i].push_back(channels[i].episodes[index]);
                 }
             }
@@ -253,7 +256,8 @@ private:
 };
 
 void addFeedOptions(CLI::App& command, PodcastOptions& options) {
-    command.add_option("-n,--episodes", options.episodes, "Only that many episodes of each feed, the newest");
+    command.add_option("-n,--episodes", options.episodes, "Only that many episodes of each feed, the newest")
+        ->check(CLI::PositiveNumber); // a minus sign would wrap around
     command.add_option("--media", options.mediaFolder,
                        "Folder with the episodes' media files; the feed's own by default");
     command.add_flag("--no-metadata", options.noMetadata, "Send without reading titles, sizes and lengths");
