@@ -8,7 +8,7 @@ build_packages=(g++ cmake ninja-build pkg-config libicu-dev libxml2-dev libfmt-d
     nlohmann-json3-dev libtag1-dev libmediainfo-dev libcli11-dev)
 test_packages=(libgtest-dev clang clang-format clang-tidy libclang-rt-14-dev)
 # Of ./test usb: an emulated machine and what runs in it.
-usb_packages=(qemu-system-x86 busybox-static umtp-responder cpio binutils)
+usb_packages=(qemu-system-x86 busybox-static umtp-responder mtp-tools cpio binutils)
 
 # Where ccache is installed, clones in other folders and rebuilt presets share what was compiled before.
 if command -v ccache >/dev/null; then

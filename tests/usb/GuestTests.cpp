@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The session over real USB, against a responder that is not ours. Runs as root in the guest machine, where the
-// device's storages are folders in sight and its cable is a file.
+// The session over real USB, against a responder that is not ours, and ours. Runs as root in the guest machine, where
+// the device's storages are folders in sight, in GUEST_STORAGES, and its cable is a file of the gadget GUEST_GADGET.
 #include "devices/DeviceRegistry.h"
 #include "mtp/Session.h"
 #include "platform/Strings.h"
@@ -9,6 +9,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -23,8 +24,15 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto patience = 20s;
-const std::string phone = "/storages/phone/";
-const std::string card = "/storages/card/";
+
+std::string fromEnvironment(const char* name, const char* otherwise) {
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : otherwise;
+}
+const std::string storageFolder = fromEnvironment("GUEST_STORAGES", "/storages");
+const std::string phone = storageFolder + "/Phone/";
+const std::string card = storageFolder + "/Card/";
+const std::string cable = "/sys/kernel/config/usb_gadget/" + fromEnvironment("GUEST_GADGET", "player") + "/UDC";
 
 /// Waits without resting on luck: what is waited for is asked again until it is there, or the patience ends.
 bool comesTrue(const std::function<bool()>& what) {
@@ -39,7 +47,7 @@ bool comesTrue(const std::function<bool()>& what) {
 }
 
 void writeCable(const std::string& text) {
-    std::ofstream("/sys/kernel/config/usb_gadget/player/UDC") << text << "\n";
+    std::ofstream(cable) << text << "\n";
 }
 void pullOut() {
     writeCable("");

@@ -10,8 +10,11 @@ build_folder=$(cd "$1" && pwd)
 work=$build_folder/usb-guest
 scenario=${2:-$here/guest/scenario.sh}
 modules=(common/usb-common core/usbcore gadget/udc/udc-core gadget/libcomposite gadget/function/usb_f_fs
-    gadget/udc/dummy_hcd)
-programs=("$build_folder/tools/mtpservice" "$build_folder/tests/usb/usb_guest_tests" /usr/bin/umtprd)
+    gadget/udc/dummy_hcd ${USB_GUEST_MODULES:-})
+programs=("$build_folder/tools/mtpservice" "$build_folder/tests/usb/usb_guest_tests" /usr/bin/umtprd
+    /usr/bin/mtp-{connect,detect,files,folders,getfile,newfolder,newplaylist,playlists,sendfile,delfile} ${USB_GUEST_PROGRAMS:-})
+
+converters=/usr/lib/x86_64-linux-gnu/gconv
 
 # fetch_kernel: Debian's newest kernel package, unpacked beside the guest.
 fetch_kernel() {
@@ -53,7 +56,10 @@ make_root_fs() {
     mkdir -p "$root_fs"/{bin,etc/umtprd,guest/lib,modules}
     cp /bin/busybox "$root_fs/bin/"
     copy_with_libraries "${programs[@]}"
-    cp "$here"/guest/*.sh "$root_fs/guest/"
+    # What the public clients' texts are converted with.
+    mkdir -p "$root_fs$converters"
+    cp "$converters"/{UTF-16.so,gconv-modules.cache} "$root_fs$converters"
+    cp "$here"/guest/*.sh "$here"/commands.sh "$here"/*.expected "$root_fs/guest/"
     cp "$scenario" "$root_fs/guest/scenario.sh"
     cp "$here/guest/umtprd.conf" "$root_fs/etc/umtprd/"
     install -m 755 "$here/guest/init" "$root_fs/init"
@@ -69,7 +75,7 @@ make_root_fs() {
 
 boot() {
     # Emulation throughout: the machine's own virtualisation hangs in some data centres.
-    timeout "${USB_GUEST_SECONDS:-240}" qemu-system-x86_64 -accel tcg,thread=multi -m 1024 -nographic -no-reboot \
+    timeout "${USB_GUEST_SECONDS:-600}" qemu-system-x86_64 -accel tcg,thread=multi -m "${USB_GUEST_MEMORY:-1024}" -nographic -no-reboot \
         -nic none -kernel "$kernel"/boot/vmlinuz-* -initrd "$work/initramfs" \
         -append "console=ttyS0 quiet panic=-1 no_timer_check mitigations=off tsc=unstable" </dev/null | tee "$work/console"
 }

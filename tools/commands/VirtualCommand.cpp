@@ -3,6 +3,7 @@
 #include "tools/ScreenText.h"
 #include "tools/Units.h"
 #include "vemomtpsdk/Devices.h"
+#include "vemomtpsdk/Gadget.h"
 
 #include <charconv>
 #include <fmt/format.h>
@@ -12,6 +13,7 @@ namespace tool {
 namespace {
 
 constexpr const char* kDefaultStorage = "Phone:8G";
+constexpr const char* kDefaultFunctionFs = "/dev/ffs-mtp";
 
 struct CreateOptions {
     std::string directory;
@@ -88,12 +90,29 @@ ExitStatus create(Environment& environment, const CreateOptions& options) {
     return ExitStatus::done;
 }
 
-} // namespace
+struct ServeOptions {
+    std::string directory;
+    std::string functionFs = kDefaultFunctionFs;
+};
 
-void addVirtualCommand(Commands& commands) {
-    CLI::App* group = commands.app().add_subcommand("virtual", "Make devices that live in a folder");
-    group->require_subcommand(1);
-    CLI::App* command = group->add_subcommand("create", "Make a virtual device in a new or empty folder");
+ExitStatus serve(Environment& environment, const ServeOptions& options) {
+    const std::string device = safeText(options.directory);
+    environment.console.say(fmt::format("Serving {} at {}. Ctrl-C ends it.", device, safeText(options.functionFs)));
+    std::string error;
+    const bool served = vemomtpsdk::serveVirtualDevice(
+        options.directory, options.functionFs, environment.interrupt.descriptor(),
+        [&](bool connected) {
+            environment.console.say(device + (connected ? ": a computer is connected" : ": disconnected"));
+        },
+        error);
+    if (!served) {
+        throw Failure(ExitStatus::someFailed, "The virtual device could not be served: " + safeText(error));
+    }
+    return ExitStatus::done;
+}
+
+void addCreateCommand(Commands& commands, CLI::App& group) {
+    CLI::App* command = group.add_subcommand("create", "Make a virtual device in a new or empty folder");
     const auto options = std::make_shared<CreateOptions>();
     command->add_option("DIR", options->directory, "The folder")->required();
     command->add_option("--name", options->name, "The device's name")->required();
@@ -112,6 +131,32 @@ void addVirtualCommand(Commands& commands) {
                     "Each storage is a folder in DIR that holds plain files: look inside, add and delete as you like.\n"
                     "Sizes take the units K, M, G and T (powers of 1024). A storage labelled Card is a memory card.");
     commands.add(command, [options](Environment& environment) { return create(environment, *options); });
+}
+
+void addServeCommand(Commands& commands, CLI::App& group) {
+    CLI::App* command = group.add_subcommand(
+        "serve", "Let this computer be a virtual device, for whoever is at the other end of the cable");
+    const auto options = std::make_shared<ServeOptions>();
+    command->add_option("DIR", options->directory, "The virtual device's folder")->required();
+    command->add_option("--functionfs", options->functionFs, "Where the FunctionFS instance is mounted")
+        ->type_name("FOLDER")
+        ->capture_default_str();
+    command->footer(
+        "Examples:\n"
+        "  mtpservice virtual serve ~/player\n"
+        "  mtpservice virtual serve ~/player --functionfs /run/ffs-player\n\n"
+        "For computers with a USB port that can be a device's. The gadget is made beforehand with configfs;\n"
+        "docs/virtual-device.md shows how. Ctrl-C ends it; hosts may come and go meanwhile.");
+    commands.add(command, [options](Environment& environment) { return serve(environment, *options); });
+}
+
+} // namespace
+
+void addVirtualCommand(Commands& commands) {
+    CLI::App* group = commands.app().add_subcommand("virtual", "Make devices that live in a folder, and serve them");
+    group->require_subcommand(1);
+    addCreateCommand(commands, *group);
+    addServeCommand(commands, *group);
 }
 
 } // namespace tool

@@ -20,7 +20,7 @@ _mtpservice() {
             ;;
         --overwrite) words="ask always never" ;;
         --debug) words="0 1 3 5 6 7" ;;
-        --virtual | --profiles | --output | -o)
+        --virtual | --profiles | --functionfs | --output | -o)
             mapfile -t COMPREPLY < <(compgen -d -- "$current")
             return
             ;;
@@ -56,7 +56,7 @@ _mtpservice() {
                     words="put list show sync remove --episodes --media --storage --overwrite --card-first --yes
                         --no-metadata $global"
                     ;;
-                virtual) words="create --name --model --storage --hidden $global" ;;
+                virtual) words="create serve --name --model --storage --hidden --functionfs $global" ;;
             esac
             ;;
     esac

@@ -177,6 +177,9 @@ std::optional<ResponseCode> Responder::Implementation::checkTransaction(Operatio
     if (!_sessionOpen) {
         return ResponseCode::SessionNotOpen;
     }
+    if (code == OperationCode::CloseSession) {
+        return std::nullopt; // who takes over what a killed program left open does not know how far it counted
+    }
     if (_command.transactionId <= _lastTransaction || _command.transactionId == 0xFFFFFFFF) {
         return ResponseCode::InvalidTransactionID;
     }

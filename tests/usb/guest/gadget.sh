@@ -1,26 +1,47 @@
 # SPDX-License-Identifier: MIT
-# The device side of the guest, for init and the scenario. Sourced.
+# The device side of the guest, for init and the scenarios. Sourced.
 
-gadget=/sys/kernel/config/usb_gadget/player
+configfs=/sys/kernel/config/usb_gadget
+gadget=$configfs/player
 
+# make_gadget NAME: a device on the machine's one port, its function to be served at /dev/ffs-NAME. From here on it is the
+# one that is plugged in and pulled out.
 make_gadget() {
+    gadget=$configfs/$1
     mkdir "$gadget"
     echo 0x1D6B > "$gadget/idVendor"
     echo 0x0100 > "$gadget/idProduct"
-    mkdir "$gadget/strings/0x409" "$gadget/configs/c.1" "$gadget/configs/c.1/strings/0x409" "$gadget/functions/ffs.mtp"
+    mkdir "$gadget/strings/0x409" "$gadget/configs/c.1" "$gadget/configs/c.1/strings/0x409" "$gadget/functions/ffs.$1"
     echo GUEST0001 > "$gadget/strings/0x409/serialnumber"
     echo "Example Works" > "$gadget/strings/0x409/manufacturer"
     echo "Guest Player" > "$gadget/strings/0x409/product"
-    ln -s "$gadget/functions/ffs.mtp" "$gadget/configs/c.1"
-    mkdir -p /dev/ffs-mtp
-    mount -t functionfs mtp /dev/ffs-mtp
+    ln -s "$gadget/functions/ffs.$1" "$gadget/configs/c.1"
+    mkdir -p "/dev/ffs-$1"
+    mount -t functionfs "$1" "/dev/ffs-$1"
 }
 
+# wait_for COMMAND...: until it answers 0, for 20 seconds at most.
+wait_for() {
+    local left=200
+    until "$@" > /dev/null 2>&1; do
+        left=$((left - 1))
+        [ $left -gt 0 ] || return 1
+        usleep 100000
+    done
+}
+
+# The foreign responder; it has described itself once its endpoints are there.
 start_responder() {
     umtprd > /tmp/umtprd.log 2>&1 &
-    # It has described itself once its endpoints are there.
-    local left=100
-    while [ ! -e /dev/ffs-mtp/ep3 ] && [ $left -gt 0 ]; do usleep 100000; left=$((left - 1)); done
+    responder=$!
+    wait_for test -e /dev/ffs-player/ep3
+}
+
+# start_own FOLDER NAME: ours, serving the virtual device in FOLDER at /dev/ffs-NAME.
+start_own() {
+    mtpservice virtual serve "$1" --functionfs "/dev/ffs-$2" > "/tmp/$2.log" 2>&1 &
+    own=$!
+    wait_for test -e "/dev/ffs-$2/ep3"
 }
 
 plug_in() {

@@ -1,40 +1,9 @@
 # SPDX-License-Identifier: MIT
 # What has to work on the device that is plugged into the guest. Answers the number of steps that did not.
-. /guest/gadget.sh
+. /guest/steps.sh
 
-failures=0
-phone=/storages/phone
+phone=/storages/Phone
 local=/tmp/local
-
-# check WHAT COMMAND...: the command has to answer 0; what it says is shown when it does not.
-check() {
-    local what=$1
-    shift
-    mv /tmp/said /tmp/said-before
-    "$@" > /tmp/said 2>&1
-    local status=$?
-    if [ $status -eq 0 ]; then
-        echo "ok      $what"
-    else
-        echo "FAILED  $what (status $status)"
-        cat /tmp/said
-        failures=$((failures + 1))
-    fi
-}
-
-# said TEXT: whether the step before said it.
-said() { grep -q -- "$1" /tmp/said-before || { cat /tmp/said-before; return 1; }; }
-fails() { ! "$@"; }
-
-# wait_for COMMAND...: until it answers 0, for 20 seconds at most.
-wait_for() {
-    local left=200
-    until "$@" > /dev/null 2>&1; do
-        left=$((left - 1))
-        [ $left -gt 0 ] || return 1
-        usleep 100000
-    done
-}
 
 on_its_way() { [ -n "$(find $phone -name "$(basename "$1")" -size +0)" ]; }
 
@@ -60,7 +29,6 @@ torn_put() {
 }
 
 mkdir -p "$local/tree/sub" "$local/back"
-touch /tmp/said
 head -c 70000 /dev/urandom > "$local/tree/song.mp3"
 head -c 262132 /dev/urandom > "$local/tree/whole packets.jpg"
 head -c 65536 /dev/urandom > "$local/tree/sub/Grüße 日本.png"
@@ -68,10 +36,12 @@ head -c 12000000 /dev/urandom > "$local/card-cannot.jpg"
 head -c 80000000 /dev/zero > "$local/large.mp3"
 
 check "the device appears" wait_for mtpservice devices
+echo "        it works $(cut -d . -f 1 /proc/uptime) seconds after the kernel began"
 check "the device is listed" mtpservice devices
 check "with its location and name" said '^1100000 .*Guest Player.*GUEST0001.*usb 1-1'
 check "storages are listed" mtpservice storages
 check "with the labels that a person knows" said 'Phone.*160 MiB'
+check "a person's commands do what they do on every device" as_everywhere /storages
 check "a mixed tree is sent" mtpservice put --no-metadata "$local/tree"
 check "the default folders were made" test -d $phone/DCIM/Camera -a -d $phone/Sounds -a -d $phone/Videos -a -d $phone/Playlists
 check "music is whole" cmp "$local/tree/song.mp3" $phone/Sounds/song.mp3
@@ -83,7 +53,7 @@ check "with its names" cmp "$local/tree/sub/Grüße 日本.png" "$local/back/DCI
 check "a file is deleted" mtpservice rm "Phone/DCIM/Camera/whole packets.jpg"
 check "and gone" test ! -e "$phone/DCIM/Camera/whole packets.jpg"
 check "a storage that is full refuses" fails mtpservice put --no-metadata --storage Card "$local/card-cannot.jpg"
-check "and keeps nothing of it" test -z "$(find /storages/card -type f)"
+check "and keeps nothing of it" test -z "$(find /storages/Card -type f)"
 check "cancelling leaves nothing of the file under way" cancelled_put "$local/large.mp3"
 check "who holds a device is told" grep 'Another program is using "Guest Player": mtpservice (process' /tmp/refused
 check "and the device goes on" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
@@ -96,4 +66,7 @@ rm -rf "$local"
 check "the session over this line" timeout 120 usb_guest_tests --gtest_color=no --gtest_brief=1
 tail -3 /tmp/said
 
-exit $failures
+pull_out
+kill $(pidof umtprd)
+sh /guest/own.sh
+exit $((failures + $?))

@@ -1,0 +1,113 @@
+# SPDX-License-Identifier: MIT
+# mtpservice, mtp-tools (libmtp) and aft-mtp-cli side by side on the device that is plugged in. Every time is the best of
+# three, the clients taking turns; operations and bytes are those of one run, counted on the wire (usbmon).
+. /guest/steps.sh
+. /guest/comparison-clients.sh
+
+phone=/storages/Phone
+files=/tmp/files
+clients="ours libmtp aft"
+mount -t debugfs none /sys/kernel/debug
+mount -o remount,size=1200m $phone
+wire=/sys/kernel/debug/usb/usbmon/1u
+rounds=${ROUNDS:-3}
+
+now() { cut -d " " -f 1 /proc/uptime | tr -d .; }
+
+# as_before WHAT: the device and the computer as they were.
+as_before() {
+    case $1 in
+        send*) find $phone -name '*.mp3' -delete ;;
+        get) rm -rf /tmp/got && mkdir /tmp/got ;;
+    esac
+    rm -rf /root/.local /root/Library /root/Music
+}
+
+# done_well WHAT: whether it did what it had to do.
+done_well() {
+    case $1 in
+        send_small) [ "$(find $phone -name '*.mp3' -size 64k | wc -l)" = "$small" ] ;;
+        send_large) cmp -s $files/large.mp3 "$(find $phone -name large.mp3)" ;;
+        get) cmp -s $files/large.mp3 /tmp/got/large.mp3 ;;
+        list) grep -q 19-99 /tmp/output ;;
+    esac
+}
+
+# timed ROW WHAT ARGUMENT...: the row of the table with everybody's best time, in seconds.
+timed() {
+    local row=$1 what=$2 round client
+    shift 2
+    for client in $clients; do eval "best_$client=999999"; done
+    for round in $(seq "$rounds"); do
+        for client in $clients; do
+            as_before "$what"
+            local began=$(now)
+            timeout 120 sh -c ". /guest/comparison-clients.sh; ${what%%_*}_$client \"\$@\"" - "$@" > /tmp/output 2>&1
+            local took=$(($(now) - began))
+            done_well "$what" || { echo "$client did not do it: $row"; tail -3 /tmp/output; took=999998; }
+            eval "[ $took -ge \$best_$client ] || best_$client=$took"
+        done
+    done
+    echo "$best_ours $best_libmtp $best_aft" | awk -v row="$row" '{
+        printf "TIME | %s | %.2f s | %.2f s | %.2f s | %.2f | %.2f |\n", row, $1/100, $2/100, $3/100, $1/$2, $1/$3 }'
+}
+
+# counted ROW WHAT ARGUMENT...: the row with everybody's operations and bytes.
+counted() {
+    local row=$1 what=$2 client
+    shift 2
+    printf 'WIRE | %s |' "$row"
+    for client in $clients; do
+        as_before "$what"
+        cat $wire > /tmp/wire &
+        local reader=$!
+        sh -c ". /guest/comparison-clients.sh; ${what%%_*}_$client \"\$@\"" - "$@" > /tmp/output 2>&1
+        usleep 300000
+        kill $reader
+        awk '$3 == "S" && $4 ~ /^Bo/ && $7 == "=" && $6 >= 12 && $6 <= 32 && substr($9, 1, 4) == "0100" { operations++ }
+             $3 == "C" && $4 ~ /^B/ { bytes += $6 }
+             END { printf " %d (%.1f KiB) |", operations, bytes / 1024 }' /tmp/wire
+    done
+    echo
+}
+
+mkdir -p $files/small
+small=200
+for i in $(seq $small); do head -c 65536 /dev/urandom > $files/small/$((1000 + i)).mp3; done
+for i in $(seq 10); do cp $files/small/$((1000 + i)).mp3 $files/; done
+head -c 67108864 /dev/urandom > $files/large.mp3
+wait_for mtpservice devices
+# The folders of the kinds are made once, by whoever sends first.
+mtpservice put --no-metadata $files/1001.mp3 > /dev/null 2>&1
+
+echo "WIRE | what | mtpservice | mtp-tools | aft-mtp-cli |"
+counted "opening" open
+counted "sending 1 file of 64 KiB" send_small $files/1001.mp3
+counted "sending 10 files of 64 KiB" send_small $files/10??.mp3
+echo "TIME | what | mtpservice | mtp-tools | aft-mtp-cli | of mtp-tools | of aft-mtp-cli |"
+timed "opening, nothing on the device" open
+timed "sending $small files of 64 KiB" send_small $files/small/*
+timed "sending a file of 64 MiB" send_large $files/large.mp3
+mtpservice put --no-metadata $files/large.mp3 > /dev/null 2>&1
+large=$(mtp-files 2> /dev/null | awk '/^File ID:/ { id = $3 } $2 == "large.mp3" { print id }')
+export large
+timed "getting it" get
+find $phone -name '*.mp3' -delete
+
+for folder in $(seq 0 19); do
+    mkdir -p $phone/Many/$folder
+    for i in $(seq 0 99); do : > $phone/Many/$folder/$folder-$i.mp3; done
+done
+counted "listing 2,000 files in 20 folders" list
+timed "listing 2,000 files in 20 folders" list
+timed "opening, 2,000 objects on the device" open
+
+for folder in $(seq 0 49); do
+    mkdir -p $phone/More/$folder
+    (cd $phone/More/$folder && seq 1000 | xargs touch)
+done
+# The others read all objects of the device when they open it, or may; an hour of emulation is not worth knowing it.
+clients=ours
+best_libmtp=1 best_aft=1
+counted "opening, 50,000 objects on the device (mtpservice alone)" open
+timed "opening, 50,000 objects on the device (mtpservice alone)" open
