@@ -6,6 +6,7 @@
 #include "platform/Strings.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -169,6 +170,74 @@ TEST_F(GuestTest, FilesOfEveryAwkwardLengthGoThereAndBackByteForByte) {
         EXPECT_TRUE(back == content) << size;
         ASSERT_EQ(session->deleteObject(sent.handle), DGSTATUS_SUCCESS) << size;
     }
+}
+
+/// A file that is far too long to be held in memory: nothing but zeros, and its own offsets at some places.
+class LongFile {
+public:
+    static constexpr std::uint64_t size = (std::uint64_t{1} << 32) + 1'000'003;
+
+    [[nodiscard]] static bool isAt(const std::string& path) {
+        std::ifstream file(path, std::ios::binary);
+        return std::filesystem::file_size(path) == size && std::ranges::all_of(marks, [&](std::uint64_t mark) {
+                   std::uint64_t found = 0;
+                   file.seekg(static_cast<std::streamoff>(mark));
+                   file.read(reinterpret_cast<char*>(&found), sizeof found);
+                   return found == mark;
+               });
+    }
+    static void fill(std::uint64_t offset, std::span<std::byte> block) {
+        std::ranges::fill(block, std::byte{0});
+        for (const std::uint64_t mark : marks) {
+            const auto bytes = std::as_bytes(std::span(&mark, 1));
+            for (std::size_t i = 0; i < bytes.size(); ++i) {
+                if (mark + i >= offset && mark + i < offset + block.size()) {
+                    block[static_cast<std::size_t>(mark + i - offset)] = bytes[i];
+                }
+            }
+        }
+    }
+
+private:
+    static constexpr std::array<std::uint64_t, 5> marks = {0, 1'000'000'000, (std::uint64_t{1} << 32) - 5,
+                                                           (std::uint64_t{1} << 32) + 500'000, size - 8};
+};
+
+/// Needs more memory than the guest usually has, and many minutes.
+TEST_F(GuestTest, MoreThanFourGibibytesGoThereAndBack) {
+    if (std::getenv("GUEST_LARGE") == nullptr) {
+        GTEST_SKIP() << "GUEST_LARGE is not set";
+    }
+    NewObject object;
+    object.storageId = storages[0];
+    object.format = raw(FormatCode::Undefined);
+    object.size = LongFile::size;
+    object.name = u"long.bin";
+    std::uint64_t offset = 0;
+    const BlockSource source = [&](std::span<std::byte> block) {
+        LongFile::fill(offset, block);
+        offset += block.size();
+        return static_cast<std::ptrdiff_t>(block.size());
+    };
+    MediaProperties media;
+    ASSERT_EQ(session->sendObject(object, source, {}, sent, media), DGSTATUS_SUCCESS);
+    EXPECT_EQ(sent.size, LongFile::size);
+    EXPECT_TRUE(LongFile::isAt(phone + "long.bin"));
+
+    offset = 0;
+    bool same = true;
+    std::vector<std::byte> expected;
+    const BlockSink sink = [&](std::span<const std::byte> block) {
+        expected.resize(block.size());
+        LongFile::fill(offset, expected);
+        same = same && std::ranges::equal(block, expected);
+        offset += block.size();
+        return true;
+    };
+    EXPECT_EQ(session->getObject(sent.handle, sent.size, sink, {}), DGSTATUS_SUCCESS);
+    EXPECT_TRUE(same);
+    EXPECT_EQ(offset, LongFile::size);
+    EXPECT_EQ(session->deleteObject(sent.handle), DGSTATUS_SUCCESS);
 }
 
 TEST_F(GuestTest, NamesAreKeptInEveryScript) {

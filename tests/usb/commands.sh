@@ -19,7 +19,8 @@ on() {
     # shellcheck disable=SC2086 # the options are words
     mtpservice $options "$@" > said 2>&1
     local status=$?
-    sed -E -e 's/ in [0-9]+:[0-9]+( \(.*\))?$//' -e 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}/DATE/g' said
+    # Nor is how far it was meanwhile.
+    sed -E -e '/^… /d' -e 's/ in [0-9]+:[0-9]+( \(.*\))?$//' -e 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}/DATE/g' said
     [ $status -eq 0 ] || echo "status $status"
     return $status
 }

@@ -22,6 +22,7 @@ constexpr std::size_t blockSize = std::size_t{64} * 1024;
 constexpr std::size_t depth = 4;
 constexpr std::size_t eventSize = 28;
 constexpr unsigned queueCapacity = 64;
+constexpr int retryMilliseconds = 100;
 /// A host that never reads its events must not fill the memory.
 constexpr std::size_t maximumEvents = 1024;
 
@@ -51,19 +52,18 @@ bool describe(int control) {
 std::unique_ptr<FunctionFsGadget> FunctionFsGadget::open(const std::string& folder, std::shared_ptr<Store> store,
                                                          std::string& error) {
     const std::string path = folder + "/ep0";
-    const int control = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-    if (control < 0 || !describe(control)) {
+    auto control = std::make_unique<platform::Descriptor>(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    if (!*control || !describe(control->get())) {
         error = problemWith(path);
-        (void) platform::Descriptor(control);
         return nullptr;
     }
     auto queue = AsyncQueue::create(queueCapacity);
     if (!queue) {
         error = "The kernel has no asynchronous transfers to give.";
-        (void) platform::Descriptor(control);
         return nullptr;
     }
-    std::unique_ptr<FunctionFsGadget> gadget(new FunctionFsGadget(folder, control, std::move(queue), std::move(store)));
+    std::unique_ptr<FunctionFsGadget> gadget(
+        new FunctionFsGadget(folder, std::move(control), std::move(queue), std::move(store)));
     if (!gadget->_toHost.isOpen() || !gadget->_fromHost.isOpen() || !gadget->_events.isOpen()) {
         error = problemWith(folder + "/ep1");
         return nullptr;
@@ -71,9 +71,9 @@ std::unique_ptr<FunctionFsGadget> FunctionFsGadget::open(const std::string& fold
     return gadget;
 }
 
-FunctionFsGadget::FunctionFsGadget(const std::string& folder, int control, std::unique_ptr<AsyncQueue> queue,
-                                   std::shared_ptr<Store> store)
-    : _control(control)
+FunctionFsGadget::FunctionFsGadget(const std::string& folder, std::unique_ptr<platform::Descriptor> control,
+                                   std::unique_ptr<AsyncQueue> queue, std::shared_ptr<Store> store)
+    : _control(std::move(control))
     , _eventRaised(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     , _queue(std::move(queue))
     , _toHost(*_queue, folder + "/ep1", EndpointFile::Direction::toHost, depth, blockSize)
@@ -90,10 +90,13 @@ FunctionFsGadget::~FunctionFsGadget() {
 
 bool FunctionFsGadget::serve(int stop, const vemomtpsdk::GadgetListener& listener, std::string& error) {
     enum { control, transfers, raised, stopping };
-    std::array<pollfd, 4> watched = {pollfd{_control.get(), POLLIN, 0}, pollfd{_queue->descriptor(), POLLIN, 0},
+    std::array<pollfd, 4> watched = {pollfd{_control->get(), POLLIN, 0}, pollfd{_queue->descriptor(), POLLIN, 0},
                                      pollfd{_eventRaised.get(), POLLIN, 0}, pollfd{stop, POLLIN, 0}};
     for (;;) {
-        (void) platform::retryInterrupted([&] { return ::poll(watched.data(), watched.size(), -1); });
+        // What the kernel did not take for want of memory is tried again.
+        const bool isStuck = _connected && (_unsent || _fromHost.isIdle());
+        (void) platform::retryInterrupted(
+            [&] { return ::poll(watched.data(), watched.size(), isStuck ? retryMilliseconds : -1); });
         if (watched[stopping].revents != 0) {
             return true;
         }
@@ -117,7 +120,7 @@ bool FunctionFsGadget::serve(int stop, const vemomtpsdk::GadgetListener& listene
 
 bool FunctionFsGadget::handleControl() {
     usb_functionfs_event event{};
-    const ssize_t size = platform::retryInterrupted([&] { return ::read(_control.get(), &event, sizeof event); });
+    const ssize_t size = platform::retryInterrupted([&] { return ::read(_control->get(), &event, sizeof event); });
     if (size < static_cast<ssize_t>(sizeof event)) {
         return size >= 0 || errno == EIDRM; // a request that the host gave up
     }
@@ -157,31 +160,30 @@ void FunctionFsGadget::disconnect() {
 }
 
 void FunctionFsGadget::flush() {
-    _toHost.flush();
+    forgetAnswer();
     _fromHost.flush();
 }
 
+void FunctionFsGadget::forgetAnswer() {
+    _toHost.flush();
+    _unsent.reset();
+}
+
 void FunctionFsGadget::setUp(const usb_ctrlrequest& request) {
-    constexpr std::uint8_t requestType = USB_TYPE_CLASS | USB_RECIP_INTERFACE;
-    const std::size_t length = request.wLength;
-    switch (request.bRequestType == (requestType | USB_DIR_IN) || request.bRequestType == requestType
-                ? request.bRequest
-                : std::uint8_t{0}) {
-    case cancelCode:
-        cancelRequest(length);
-        break;
-    case extendedEventCode:
-        answer(extendedEvent(), length);
-        break;
-    case resetCode:
+    const auto is = [&request](std::uint8_t direction, std::uint8_t code) {
+        return request.bRequestType == (direction | USB_TYPE_CLASS | USB_RECIP_INTERFACE) && request.bRequest == code;
+    };
+    if (is(USB_DIR_OUT, cancelCode)) {
+        cancelRequest(request.wLength);
+    } else if (is(USB_DIR_OUT, resetCode)) {
         flush();
         _stream.reset();
-        (void) ::read(_control.get(), nullptr, 0);
-        break;
-    case statusCode:
-        answer(deviceStatus(), length);
-        break;
-    default:
+        (void) ::read(_control->get(), nullptr, 0);
+    } else if (is(USB_DIR_IN, extendedEventCode)) {
+        answer(extendedEvent(), request.wLength);
+    } else if (is(USB_DIR_IN, statusCode)) {
+        answer(deviceStatus(), request.wLength);
+    } else {
         stall(request);
     }
 }
@@ -190,7 +192,7 @@ void FunctionFsGadget::setUp(const usb_ctrlrequest& request) {
 void FunctionFsGadget::cancelRequest(std::size_t length) {
     constexpr std::size_t expected = 6;
     std::array<std::byte, 64> data{};
-    const ssize_t size = ::read(_control.get(), data.data(), std::min(length, data.size()));
+    const ssize_t size = ::read(_control->get(), data.data(), std::min(length, data.size()));
     const auto received = std::span(data).first(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     ByteReader reader(received);
     const std::uint16_t code = reader.u16();
@@ -202,15 +204,15 @@ void FunctionFsGadget::cancelRequest(std::size_t length) {
 }
 
 void FunctionFsGadget::answer(const std::vector<std::byte>& data, std::size_t limit) {
-    (void) ::write(_control.get(), data.data(), std::min(data.size(), limit));
+    (void) ::write(_control->get(), data.data(), std::min(data.size(), limit));
 }
 
 /// Going the wrong way is how FunctionFS is told to refuse a request.
 void FunctionFsGadget::stall(const usb_ctrlrequest& request) {
     if ((request.bRequestType & USB_DIR_IN) != 0) {
-        (void) ::read(_control.get(), nullptr, 0);
+        (void) ::read(_control->get(), nullptr, 0);
     } else {
-        (void) ::write(_control.get(), nullptr, 0);
+        (void) ::write(_control->get(), nullptr, 0);
     }
 }
 
@@ -247,7 +249,7 @@ void FunctionFsGadget::takeWhatArrived() {
     while (_fromHost.hasEnded()) {
         const EndpointFile::Block block = _fromHost.take();
         if (!block.failed && _connected && _stream.arrived(block.data, block.isShort)) {
-            _toHost.flush(); // of a transaction that the host has given up
+            forgetAnswer(); // of a transaction that the host has given up
         }
     }
 }
@@ -259,8 +261,12 @@ void FunctionFsGadget::postReads() {
 
 void FunctionFsGadget::sendWhatIsDue() {
     for (std::span<std::byte> buffer = _toHost.buffer(); !buffer.empty(); buffer = _toHost.buffer()) {
-        const auto length = _stream.next(buffer);
-        if (!length || !_toHost.submit(*length)) {
+        const auto length = _unsent ? _unsent : _stream.next(buffer);
+        _unsent.reset();
+        if (length && !_toHost.submit(*length)) {
+            _unsent = length; // it stays in the buffer
+        }
+        if (!length || _unsent) {
             return;
         }
     }

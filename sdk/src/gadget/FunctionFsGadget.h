@@ -13,6 +13,7 @@
 #include <linux/usb/functionfs.h>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,8 +35,8 @@ public:
     [[nodiscard]] bool serve(int stop, const vemomtpsdk::GadgetListener& listener, std::string& error);
 
 private:
-    FunctionFsGadget(const std::string& folder, int control, std::unique_ptr<AsyncQueue> queue,
-                     std::shared_ptr<Store> store);
+    FunctionFsGadget(const std::string& folder, std::unique_ptr<platform::Descriptor> control,
+                     std::unique_ptr<AsyncQueue> queue, std::shared_ptr<Store> store);
 
     [[nodiscard]] bool handleControl();
     void connect();
@@ -48,6 +49,7 @@ private:
     [[nodiscard]] std::vector<std::byte> extendedEvent() const;
 
     void flush();
+    void forgetAnswer();
     void takeWhatArrived();
     void forgetWhatWasSent();
     void postReads();
@@ -55,7 +57,7 @@ private:
     void sendEvents();
     void queueEvent(std::span<const std::byte> container);
 
-    platform::Descriptor _control;
+    std::unique_ptr<platform::Descriptor> _control;
     platform::Descriptor _eventRaised;
     std::unique_ptr<AsyncQueue> _queue;
     EndpointFile _toHost;
@@ -64,7 +66,8 @@ private:
     Responder _responder;
     ResponderStream _stream;
     std::atomic<bool> _connected = false;
-    bool _told = false; ///< the listener was told that it is
+    bool _told = false;                 ///< the listener was told that it is
+    std::optional<std::size_t> _unsent; ///< bytes of the next buffer to the host that the kernel did not take yet
     std::vector<std::byte> _lastEvent;
 
     std::mutex _mutex; ///< of the queue of events, which the device's watcher fills

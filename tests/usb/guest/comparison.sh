@@ -17,10 +17,17 @@ now() { cut -d " " -f 1 /proc/uptime | tr -d .; }
 # as_before WHAT: the device and the computer as they were.
 as_before() {
     case $1 in
-        send*) find $phone -name '*.mp3' -delete ;;
+        send*) find $phone -name '*.mp3' -exec rm -f {} + ;;
         get) rm -rf /tmp/got && mkdir /tmp/got ;;
     esac
     rm -rf /root/.local /root/Library /root/Music
+}
+
+# run CLIENT WHAT ARGUMENT...
+run() {
+    local job=${2%%_*}_$1
+    shift 2
+    timeout 120 sh -c ". /guest/comparison-clients.sh; $job \"\$@\"" - "$@" < /dev/null > /tmp/output 2>&1
 }
 
 # done_well WHAT: whether it did what it had to do.
@@ -42,7 +49,7 @@ timed() {
         for client in $clients; do
             as_before "$what"
             local began=$(now)
-            timeout 120 sh -c ". /guest/comparison-clients.sh; ${what%%_*}_$client \"\$@\"" - "$@" > /tmp/output 2>&1
+            run "$client" "$what" "$@"
             local took=$(($(now) - began))
             done_well "$what" || { echo "$client did not do it: $row"; tail -3 /tmp/output; took=999998; }
             eval "[ $took -ge \$best_$client ] || best_$client=$took"
@@ -61,14 +68,15 @@ counted() {
         as_before "$what"
         cat $wire > /tmp/wire &
         local reader=$!
-        sh -c ". /guest/comparison-clients.sh; ${what%%_*}_$client \"\$@\"" - "$@" > /tmp/output 2>&1
+        run "$client" "$what" "$@"
         usleep 300000
         kill $reader
-        awk '$3 == "S" && $4 ~ /^Bo/ && $7 == "=" && $6 >= 12 && $6 <= 32 && substr($9, 1, 4) == "0100" { operations++ }
+        awk '$3 == "S" && $4 ~ /^Bo/ && $7 == "=" && $6 >= 12 && $6 <= 32 && substr($9, 1, 4) == "0100" { operations++; codes = codes " " substr($9, 7, 2) substr($9, 5, 2) }
              $3 == "C" && $4 ~ /^B/ { bytes += $6 }
-             END { printf " %d (%.1f KiB) |", operations, bytes / 1024 }' /tmp/wire
+             END { printf " %d (%.1f KiB) |", operations, bytes / 1024; print codes > "/tmp/codes-'$client'" }' /tmp/wire
     done
     echo
+    for client in $clients; do echo "        $client:$(cat /tmp/codes-$client)"; done
 }
 
 mkdir -p $files/small
@@ -92,7 +100,7 @@ mtpservice put --no-metadata $files/large.mp3 > /dev/null 2>&1
 large=$(mtp-files 2> /dev/null | awk '/^File ID:/ { id = $3 } $2 == "large.mp3" { print id }')
 export large
 timed "getting it" get
-find $phone -name '*.mp3' -delete
+find $phone -name '*.mp3' -exec rm -f {} +
 
 for folder in $(seq 0 19); do
     mkdir -p $phone/Many/$folder
