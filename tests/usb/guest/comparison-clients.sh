@@ -16,10 +16,10 @@ send_libmtp() {
     mtp-connect $arguments
 }
 send_aft() {
-    for file in "$@"; do echo "put \"$file\" /Phone/Sounds"; done > /tmp/commands
+    for file in "$@"; do echo "put \"$file\" /Sounds"; done > /tmp/commands
     aft-mtp-cli -f /tmp/commands
 }
 
 get_ours() { mtpservice get Phone/Sounds/large.mp3 -o /tmp/got; }
 get_libmtp() { mtp-connect --getfile "$large" /tmp/got/large.mp3; }
-get_aft() { (cd /tmp/got && aft-mtp-cli "get /Phone/Sounds/large.mp3"); }
+get_aft() { (cd /tmp/got && aft-mtp-cli "get /Sounds/large.mp3"); }

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # mtpservice, mtp-tools (libmtp) and aft-mtp-cli side by side on the device that is plugged in. Every time is the best of
-# three, the clients taking turns; operations and bytes are those of one run, counted on the wire (usbmon).
+# two, the clients taking turns; operations and bytes are those of one run, counted on the wire (usbmon).
 . /guest/steps.sh
 . /guest/comparison-clients.sh
 
@@ -10,17 +10,28 @@ clients="ours libmtp aft"
 mount -t debugfs none /sys/kernel/debug
 mount -o remount,size=1200m $phone
 wire=/sys/kernel/debug/usb/usbmon/1u
-rounds=${ROUNDS:-3}
+rounds=2
+# With events, the responder waits for good for a client that does not listen to them, as mtp-tools do not.
+echo "no_inotify 0x1" >> /etc/umtprd/umtprd.conf
 
 now() { cut -d " " -f 1 /proc/uptime | tr -d .; }
 
-# as_before WHAT: the device and the computer as they were.
+# as_before WHAT: the device and the computer as they were. The responder begins anew, since nobody tells it of
+# files that go.
 as_before() {
+    pull_out
+    kill "$(pidof umtprd)"
+    wait_for fails pidof umtprd
     case $1 in
         send*) find $phone -name '*.mp3' -exec rm -f {} + ;;
         get) rm -rf /tmp/got && mkdir /tmp/got ;;
     esac
     rm -rf /root/.local /root/Library /root/Music
+    umount /dev/ffs-player
+    mount -t functionfs player /dev/ffs-player
+    start_responder
+    plug_in
+    wait_for test -e /sys/bus/usb/devices/1-1:1.0
 }
 
 # run CLIENT WHAT ARGUMENT...
@@ -33,7 +44,7 @@ run() {
 # done_well WHAT: whether it did what it had to do.
 done_well() {
     case $1 in
-        send_small) [ "$(find $phone -name '*.mp3' -size 64k | wc -l)" = "$small" ] ;;
+        send_small) [ "$(find $phone -name '*.mp3' -size 64k | wc -l)" = "$count" ] ;;
         send_large) cmp -s $files/large.mp3 "$(find $phone -name large.mp3)" ;;
         get) cmp -s $files/large.mp3 /tmp/got/large.mp3 ;;
         list) grep -q 19-99 /tmp/output ;;
@@ -44,6 +55,7 @@ done_well() {
 timed() {
     local row=$1 what=$2 round client
     shift 2
+    local count=$#
     for client in $clients; do eval "best_$client=999999"; done
     for round in $(seq "$rounds"); do
         for client in $clients; do
@@ -63,6 +75,7 @@ timed() {
 counted() {
     local row=$1 what=$2 client
     shift 2
+    local count=$#
     printf 'WIRE | %s |' "$row"
     for client in $clients; do
         as_before "$what"
@@ -71,6 +84,7 @@ counted() {
         run "$client" "$what" "$@"
         usleep 300000
         kill $reader
+        done_well "$what" || { echo "$client did not do it: $row"; tail -3 /tmp/output; }
         awk '$3 == "S" && $4 ~ /^Bo/ && $7 == "=" && $6 >= 12 && $6 <= 32 && substr($9, 1, 4) == "0100" { operations++; codes = codes " " substr($9, 7, 2) substr($9, 5, 2) }
              $3 == "C" && $4 ~ /^B/ { bytes += $6 }
              END { printf " %d (%.1f KiB) |", operations, bytes / 1024; print codes > "/tmp/codes-'$client'" }' /tmp/wire
@@ -96,11 +110,12 @@ echo "TIME | what | mtpservice | mtp-tools | aft-mtp-cli | of mtp-tools | of aft
 timed "opening, nothing on the device" open
 timed "sending $small files of 64 KiB" send_small $files/small/*
 timed "sending a file of 64 MiB" send_large $files/large.mp3
-mtpservice put --no-metadata $files/large.mp3 > /dev/null 2>&1
+cp $files/large.mp3 $phone/Sounds/
+as_before list
 large=$(mtp-files 2> /dev/null | awk '/^File ID:/ { id = $3 } $2 == "large.mp3" { print id }')
 export large
 timed "getting it" get
-find $phone -name '*.mp3' -exec rm -f {} +
+rm $phone/Sounds/*
 
 for folder in $(seq 0 19); do
     mkdir -p $phone/Many/$folder
