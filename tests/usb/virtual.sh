@@ -5,7 +5,7 @@ set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-PATH=$(dirname "$1"):$PATH
+PATH=$(cd "$(dirname "$1")" && pwd):$PATH
 mtpservice virtual create "$folder/device" --name "Guest Player" --storage Phone:160M --storage Card:8M
 sh "$here/commands.sh" "$folder/device" "--virtual $folder/device" media > "$folder/transcript" 2>&1
 cat "$here/commands.expected" "$here/media.expected" | diff - "$folder/transcript"
