@@ -20,7 +20,7 @@
 namespace platform {
 namespace {
 
-constexpr std::size_t maxElements = 250'000;
+constexpr std::size_t maxElements = 500'000;
 /// The sum of the squares of the elements' numbers of attributes, and the product of elements and namespaces: both are
 /// what the parser's time grows with, and stand for a few seconds.
 constexpr std::uint64_t maxAttributeWork = 300'000'000;

@@ -18,7 +18,7 @@ using platform::Dictionary;
 using platform::XmlDocument;
 using platform::XmlElement;
 
-constexpr std::uint64_t kMaxDocumentBytes = 16U << 20U;
+constexpr std::size_t kMaxDocumentBytes = std::size_t{32} << 20; // as the service takes them
 constexpr const char* kShownFields[] = {"Title", "Url", "FilePath", "PublishDate", "Length", "Duration"};
 
 bool equalNames(std::string_view left, std::string_view right) {
@@ -46,8 +46,9 @@ bool readDocument(MTPService& service, const std::string& path, PodcastOnDevice&
         return false;
     }
     const auto data = service.readFileData(path);
-    const auto document =
-        data ? XmlDocument::parse({reinterpret_cast<const char*>(data->data()), data->size()}, {}) : std::nullopt;
+    const auto document = data ? XmlDocument::parse({reinterpret_cast<const char*>(data->data()), data->size()},
+                                                    {.maxBytes = kMaxDocumentBytes})
+                               : std::nullopt;
     if (!document || document->root()->name() != "channel") {
         return false;
     }

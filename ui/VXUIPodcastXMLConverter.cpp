@@ -103,7 +103,7 @@ XmlElement VXUIPodcastXMLConverter::appendPost(XmlElement& channel, const Dictio
 
 std::optional<Dictionary> VXUIPodcastXMLConverter::makePodcastDictionaryFromXML(std::string_view bytes) const {
     std::string error;
-    const auto document = XmlDocument::parse(bytes, {.validate = true}, &error);
+    const auto document = XmlDocument::parse(bytes, {.validate = true, .maxBytes = maxDocumentBytes}, &error);
     if (!document) {
         QD_LOG(3, "failed to load xml:%@", error);
         return std::nullopt;

@@ -4,6 +4,7 @@
 #include "platform/Value.h"
 #include "platform/Xml.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,10 @@
 /// Thread-safe.
 class VXUIPodcastXMLConverter {
 public:
+    /// Longer documents are not read: some 20,000 episodes with the usual texts. No channel comes near it, and a device
+    /// must fill neither the local disk nor the memory with one.
+    static constexpr std::size_t maxDocumentBytes = std::size_t{32} << 20;
+
     VXUIPodcastXMLConverter();
 
     /// Channel values go in when they are strings, episode values in their text form: numbers and dates have one.

@@ -20,8 +20,7 @@ using Text = std::optional<std::string>;
 
 namespace {
 
-/// No channel has a document this long, and a device must not fill the local disk with one.
-constexpr std::uint64_t maxDocumentBytes = 16U << 20U;
+constexpr std::uint64_t maxDocumentBytes = VXUIPodcastXMLConverter::maxDocumentBytes;
 
 bool makeFolderOf(const std::string& file, const char* message) {
     if (const std::error_code error = platform::createFolders(platform::deletingLastPathComponent(file))) {

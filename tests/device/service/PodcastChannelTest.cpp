@@ -2,8 +2,6 @@
 // What a channel and its document come to, whatever happens to them.
 #include "tests/device/service/PodcastTest.h"
 
-#include "host/VXDeviceConfirmDelegate.h"
-
 #include <gtest/gtest.h>
 
 using platform::Array;
@@ -41,12 +39,6 @@ class FullChannelTest : public PodcastChannelTest {
 protected:
     FullChannelTest()
         : PodcastChannelTest(3 * mebibyte) {}
-};
-
-class AlwaysOverwrite : public VXDeviceConfirmDelegate {
-public:
-    bool confirmOverwrite(const std::string& /*fileName*/, bool& /*isNotAsk*/) override { return true; }
-    std::shared_ptr<MTPService> getFileServiceObject(const std::string& /*locationID*/) override { return nullptr; }
 };
 
 } // namespace
@@ -121,7 +113,7 @@ TEST_F(PodcastChannelTest, ADocumentWithoutAddressesFailsTheJobAndLeavesTheDevic
     const Dictionary first = episode("u1", "one.mp3");
     const Dictionary second = episode("u2", "two.mp3");
     copyPodcasts(1, {podcast("Show", {first, second})});
-    const auto delegate = std::make_shared<AlwaysOverwrite>();
+    const auto delegate = std::make_shared<tests::AlwaysOverwrite>();
     service->setConfirmDelegate(delegate);
 
     isSpoilt = true;

@@ -2,8 +2,6 @@
 // The job that puts podcasts onto the device, each channel with its document.
 #include "tests/device/service/PodcastTest.h"
 
-#include "host/VXDeviceConfirmDelegate.h"
-
 #include <gtest/gtest.h>
 
 using platform::Array;
@@ -28,16 +26,6 @@ class FullPodcastTest : public PodcastCopyTest {
 protected:
     FullPodcastTest()
         : PodcastCopyTest(3 * mebibyte) {}
-};
-
-class AlwaysOverwrite : public VXDeviceConfirmDelegate {
-public:
-    bool confirmOverwrite(const std::string& fileName, bool& /*isNotAsk*/) override {
-        asked.push_back(fileName);
-        return true;
-    }
-    std::shared_ptr<MTPService> getFileServiceObject(const std::string& /*locationID*/) override { return nullptr; }
-    std::vector<std::string> asked;
 };
 
 } // namespace
@@ -95,7 +83,7 @@ TEST_F(PodcastCopyTest, AChannelKeepsItsEpisodesAndGainsNewOnes) {
     EXPECT_EQ(resultStatuses(2), (Numbers{duplicate, 0})) << "nobody said that the file may be overwritten";
     EXPECT_EQ(listed("Show"), (Listed{"u1=one.mp3", "u2=two.mp3"}));
 
-    const auto delegate = std::make_shared<AlwaysOverwrite>();
+    const auto delegate = std::make_shared<tests::AlwaysOverwrite>();
     service->setConfirmDelegate(delegate);
     copyPodcasts(3, {podcast("Show", {episode("u1", "one.mp3", 3000)})});
     EXPECT_EQ(delegate->asked, std::vector<std::string>{"one.mp3"});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "host/VXDeviceConfirmDelegate.h"
 #include "tests/device/service/JobTest.h"
 #include "ui/VXUIPodcastXMLConverter.h"
 
@@ -11,6 +12,17 @@
 #include <vector>
 
 namespace tests {
+
+/// Lets every file be overwritten, and keeps what it was asked about.
+class AlwaysOverwrite : public VXDeviceConfirmDelegate {
+public:
+    bool confirmOverwrite(const std::string& fileName, bool& /*isNotAsk*/) override {
+        asked.push_back(fileName);
+        return true;
+    }
+    std::shared_ptr<MTPService> getFileServiceObject(const std::string& /*locationID*/) override { return nullptr; }
+    std::vector<std::string> asked;
+};
 
 /// A service on a virtual device, with podcasts to send and the device's documents to read.
 class PodcastTest : public JobTest {
