@@ -2,11 +2,11 @@
 // What a channel and its document come to, whatever happens to them.
 #include "tests/device/service/PodcastTest.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
 
 using platform::Array;
 using platform::Dictionary;
-using platform::Value;
 using tests::mebibyte;
 using tests::numbers;
 using Numbers = tests::Numbers;
@@ -32,7 +32,7 @@ public:
     }
 
 protected:
-    static inline bool isSpoilt = false;
+    static inline std::atomic<bool> isSpoilt = false;
 };
 
 class FullChannelTest : public PodcastChannelTest {
