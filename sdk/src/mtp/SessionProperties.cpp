@@ -197,13 +197,16 @@ DGSTATUS Session::Implementation::setMediaProperties(std::uint32_t handle, std::
     if (elements.empty() || !can(OperationCode::SetObjectPropValue)) {
         return DGSTATUS_SUCCESS;
     }
-    const auto& supported = supportedProperties(format);
+    (void) supportedProperties(format);
+    std::vector<std::uint16_t>& supported = _supportedProperties[format];
     for (const ObjectPropElement& element : elements) {
         if (std::ranges::count(supported, element.property) == 0) {
             continue;
         }
         const DGSTATUS status = setProperty(handle, static_cast<ObjectPropertyCode>(element.property), element.value);
-        if (status != DGSTATUS_SUCCESS && !isWriteRefusal(status)) {
+        if (isRefusal(status)) {
+            std::erase(supported, element.property); // some only read what they list; asking for every file costs time
+        } else if (status != DGSTATUS_SUCCESS && !isWriteRefusal(status)) {
             return status;
         }
     }

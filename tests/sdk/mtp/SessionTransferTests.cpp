@@ -401,5 +401,21 @@ TEST_F(SessionTransfer, MetadataIsWrittenWhereTheDeviceLetsIt) {
     EXPECT_EQ(written, (std::vector<std::uint32_t>{0xDC44, 0xDC46}));
 }
 
+TEST_F(SessionTransfer, APropertyThatTheDeviceOnlyListsIsWrittenOnce) {
+    newerWay();
+    std::vector<std::uint32_t> written;
+    script.on[OperationCode::SetObjectPropValue] = [&](const ParameterContainer& command, const Bytes&) {
+        written.push_back(command.parameters[1]);
+        return Answer{command.parameters[1] == 0xDC44 ? ResponseCode::InvalidObjectPropCode : ResponseCode::OK, {}, {}};
+    };
+    const auto session = script.open();
+    media.title = u"listed, but not known";
+    media.artist = u"someone";
+    for (int file = 0; file < 2; ++file) {
+        EXPECT_EQ(session->setMediaProperties(newHandle, raw(FormatCode::MP3), media), DGSTATUS_SUCCESS);
+    }
+    EXPECT_EQ(written, (std::vector<std::uint32_t>{0xDC44, 0xDC46, 0xDC46}));
+}
+
 } // namespace
 } // namespace mtpsdk::test

@@ -117,6 +117,7 @@ TEST_F(Loopback, SlowDeviceIsWaitedForAndPullingItEndsTheWait) {
     EXPECT_EQ(session->listFolder(phone, 0, entries), DGSTATUS_SUCCESS);
     faults->setPatience(std::chrono::milliseconds(10));
     faults->delay({OperationCode::GetObjectPropList}, std::chrono::hours(1));
+    faults->delay({OperationCode::GetObjectHandles}, std::chrono::hours(1)); // the older way, which is tried then
     EXPECT_EQ(session->listFolder(phone, 0, entries), DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE);
     EXPECT_EQ(session->listFolder(phone, 0, entries), DGSTATUS_SUCCESS);
 

@@ -63,7 +63,7 @@ timed() {
             local began=$(now)
             run "$client" "$what" "$@"
             local took=$(($(now) - began))
-            done_well "$what" || { echo "$client did not do it: $row"; tail -3 /tmp/output; took=999998; }
+            done_well "$what" || { echo "$client did not do it: $row"; tail -15 /tmp/output; tail -5 /tmp/umtprd.log; took=999998; }
             eval "[ $took -ge \$best_$client ] || best_$client=$took"
         done
     done
@@ -95,17 +95,14 @@ counted() {
 
 mkdir -p $files/small
 small=200
-for i in $(seq $small); do head -c 65536 /dev/urandom > $files/small/$((1000 + i)).mp3; done
-for i in $(seq 10); do cp $files/small/$((1000 + i)).mp3 $files/; done
+# mtp-tools take a name that begins with a digit for a folder's number.
+for i in $(seq $small); do head -c 65536 /dev/urandom > $files/small/f$((1000 + i)).mp3; done
+for i in $(seq 10); do cp $files/small/f$((1000 + i)).mp3 $files/; done
 head -c 67108864 /dev/urandom > $files/large.mp3
 wait_for mtpservice devices
 # The folders of the kinds are made once, by whoever sends first.
-mtpservice put --no-metadata $files/1001.mp3 > /dev/null 2>&1
+mtpservice put --no-metadata $files/f1001.mp3 > /dev/null 2>&1
 
-echo "WIRE | what | mtpservice | mtp-tools | aft-mtp-cli |"
-counted "opening" open
-counted "sending 1 file of 64 KiB" send_small $files/1001.mp3
-counted "sending 10 files of 64 KiB" send_small $files/10??.mp3
 echo "TIME | what | mtpservice | mtp-tools | aft-mtp-cli | of mtp-tools | of aft-mtp-cli |"
 timed "opening, nothing on the device" open
 timed "sending $small files of 64 KiB" send_small $files/small/*
@@ -121,9 +118,14 @@ for folder in $(seq 0 19); do
     mkdir -p $phone/Many/$folder
     for i in $(seq 0 99); do : > $phone/Many/$folder/$folder-$i.mp3; done
 done
-counted "listing 2,000 files in 20 folders" list
 timed "listing 2,000 files in 20 folders" list
 timed "opening, 2,000 objects on the device" open
+
+echo "WIRE | what | mtpservice | mtp-tools | aft-mtp-cli |"
+counted "opening, 2,000 objects on the device" open
+counted "listing them" list
+counted "sending 1 file of 64 KiB" send_small $files/f1001.mp3
+counted "sending 10 files of 64 KiB" send_small $files/f10??.mp3
 
 for folder in $(seq 0 49); do
     mkdir -p $phone/More/$folder
@@ -132,5 +134,5 @@ done
 # The others read all objects of the device when they open it, or may; an hour of emulation is not worth knowing it.
 clients=ours
 best_libmtp=1 best_aft=1
-counted "opening, 50,000 objects on the device (mtpservice alone)" open
 timed "opening, 50,000 objects on the device (mtpservice alone)" open
+counted "opening, 50,000 objects on the device (mtpservice alone)" open
