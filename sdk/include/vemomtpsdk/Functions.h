@@ -20,6 +20,13 @@
 /// one forgets the cached level (with all below it), and the next listing asks the device again. A dead node's memory
 /// is not used for another node while its device list lives.
 ///
+/// Records may be read at any time without a call: what a node's record and its texts say changes only within calls of
+/// the application's that hand nodes out or change the device, for whichever node. What the device reports by itself
+/// shows from the next such call on (applying the event is one). mtpGetFile, mtpGetMediaFileInfo, the device properties
+/// and libIsExist change no record, so a thread may fetch while another one reads records; threads that make other
+/// calls at once take turns with those that read, by a lock of the application's. The record of a dead node stays as it
+/// was when the device took the node away, and is emptied when the application itself gave the node up.
+///
 /// Lengths of paths are in UTF-16 code units, of all other texts in bytes, as stated with each function.
 extern "C" {
 

@@ -21,7 +21,7 @@ DGSTATUS registerCallback(_MTP_DEVICE_NODE* device, bool withdraw, const Registe
             return found == nullptr ? DGSTATUS_NODE_IS_NOT_EXISTED : DGSTATUS_INVALID_SIGNATURE;
         }
         if (!withdraw) {
-            const DeviceCall call(device);
+            const DeviceCall call(device, DeviceCall::Records::left);
             if (!call) {
                 return call.status();
             }

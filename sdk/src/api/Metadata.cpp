@@ -12,7 +12,7 @@ DGSTATUS mtpGetMediaFileInfo(_MTP_FILE_NODE* file, _MTP_MEDIA_FILE_INFO** media)
         return DGSTATUS_INVALID_PARAMETER;
     }
     return guarded([&]() -> DGSTATUS {
-        const DeviceCall call(file, {NodeKind::file});
+        const DeviceCall call(file, {NodeKind::file}, DeviceCall::Records::left);
         MediaProperties properties;
         const DGSTATUS status = call ? call.device().media(call.node(), properties) : call.status();
         if (status != DGSTATUS_SUCCESS) {
@@ -29,7 +29,7 @@ DGSTATUS mtpSetMediaFileInfo(_MTP_FILE_NODE* file, _MTP_MEDIA_FILE_INFO* media) 
         if (!copyRecord(media, &copy, sizeof copy)) {
             return DGSTATUS_INVALID_PARAMETER;
         }
-        const DeviceCall call(file, {NodeKind::file});
+        const DeviceCall call(file, {NodeKind::file}, DeviceCall::Records::left);
         return call ? call.device().setMedia(call.node(), readMediaRecord(copy)) : call.status();
     });
 }

@@ -14,7 +14,7 @@ DGSTATUS readProperty(_MTP_DEVICE_NODE* device, std::uint16_t* buffer, std::uint
         return DGSTATUS_INVALID_PARAMETER;
     }
     return guarded([&]() -> DGSTATUS {
-        const DeviceCall call(device);
+        const DeviceCall call(device, DeviceCall::Records::left);
         std::u16string text;
         const DGSTATUS status = call ? read(call.device(), text) : call.status();
         return status == DGSTATUS_SUCCESS ? handOut(text, buffer, bytes) : status;
@@ -36,7 +36,7 @@ DGSTATUS writeProperty(_MTP_DEVICE_NODE* device, const std::uint16_t* text, std:
         if (value.empty()) {
             return DGSTATUS_INVALID_PARAMETER;
         }
-        const DeviceCall call(device);
+        const DeviceCall call(device, DeviceCall::Records::left);
         return call ? write(call.device(), value) : call.status();
     });
 }

@@ -68,7 +68,7 @@ DGSTATUS receive(_MTP_FILE_NODE* file, const std::uint16_t* path, std::uint32_t 
         return DGSTATUS_INVALID_PARAMETER;
     }
     return guarded([&]() -> DGSTATUS {
-        const DeviceCall call(file, {NodeKind::file});
+        const DeviceCall call(file, {NodeKind::file}, DeviceCall::Records::left);
         const std::u16string local = readText(path, pathLength);
         return call ? call.device().receiveFile(call.node(), platform::toUtf8(local), callback, context)
                     : call.status();

@@ -7,7 +7,7 @@
 
 namespace mtpsdk {
 
-DGSTATUS DeviceCall::enter() {
+DGSTATUS DeviceCall::enter(Records records) {
     if (_device == nullptr) {
         return DGSTATUS_NODE_IS_NOT_EXISTED;
     }
@@ -16,15 +16,18 @@ DGSTATUS DeviceCall::enter() {
         return DGSTATUS_ABNORMAL_STATUS;
     }
     _lock.emplace(_device->lock());
+    if (records == Records::updated) {
+        _ownCall.emplace(tree());
+    }
     return _device->retired() ? DGSTATUS_NODE_IS_NOT_EXISTED : DGSTATUS_SUCCESS;
 }
 
-DeviceCall::DeviceCall(const void* record, std::initializer_list<NodeKind> kinds) {
+DeviceCall::DeviceCall(const void* record, std::initializer_list<NodeKind> kinds, Records records) {
     if (record == nullptr) {
         return;
     }
     _device = DeviceList::shared().deviceOf(record);
-    _status = enter();
+    _status = enter(records);
     if (_status != DGSTATUS_SUCCESS) {
         return;
     }
@@ -40,12 +43,12 @@ DeviceCall::DeviceCall(const void* record, std::initializer_list<NodeKind> kinds
     }
 }
 
-DeviceCall::DeviceCall(const _MTP_DEVICE_NODE* device) {
+DeviceCall::DeviceCall(const _MTP_DEVICE_NODE* device, Records records) {
     if (device == nullptr) {
         return;
     }
     _device = DeviceList::shared().deviceOf(device);
-    _status = enter();
+    _status = enter(records);
     if (_status == DGSTATUS_SUCCESS) {
         _status = device == _device->node() ? _device->open() : DGSTATUS_INVALID_SIGNATURE;
     }
@@ -53,7 +56,7 @@ DeviceCall::DeviceCall(const _MTP_DEVICE_NODE* device) {
 
 DeviceCall::DeviceCall(OfEvent event) {
     _device = DeviceList::shared().deviceOfEvent(event.handle);
-    _status = _device == nullptr ? DGSTATUS_INVALID_PARAMETER : enter();
+    _status = _device == nullptr ? DGSTATUS_INVALID_PARAMETER : enter(Records::updated);
 }
 
 NodeIndex DeviceCall::related(const void* record, NodeKind kind) const {

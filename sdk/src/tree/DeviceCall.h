@@ -14,10 +14,14 @@ namespace mtpsdk {
 /// Work on it only while status() is success; the device's lock is held as long as this value lives.
 class DeviceCall {
 public:
+    /// What becomes of the device's records meanwhile: a call that hands nodes out or changes the device brings them up
+    /// to date, one that fetches leaves them to those who are reading them.
+    enum class Records { updated, left };
+
     /// For a node of the tree; `kinds` are those the call takes, another one is DGSTATUS_INVALID_SIGNATURE.
-    DeviceCall(const void* record, std::initializer_list<NodeKind> kinds);
+    DeviceCall(const void* record, std::initializer_list<NodeKind> kinds, Records records = Records::updated);
     /// For a device node.
-    explicit DeviceCall(const _MTP_DEVICE_NODE* device);
+    explicit DeviceCall(const _MTP_DEVICE_NODE* device, Records records = Records::updated);
     /// For the handle that an event callback was given.
     struct OfEvent {
         const void* handle;
@@ -37,10 +41,11 @@ public:
     [[nodiscard]] NodeIndex related(const void* record, NodeKind kind) const;
 
 private:
-    [[nodiscard]] DGSTATUS enter();
+    [[nodiscard]] DGSTATUS enter(Records records);
 
     std::shared_ptr<Device> _device; ///< outlives the lock
     std::optional<platform::Synchronized> _lock;
+    std::optional<NodeTree::OwnCall> _ownCall; ///< ends before the lock
     NodeIndex _node = 0;
     DGSTATUS _status = DGSTATUS_INVALID_PARAMETER;
 };

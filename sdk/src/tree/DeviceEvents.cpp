@@ -161,7 +161,7 @@ void Device::applyRemoved(PendingEvent& pending) {
     }
     pending.parent = _tree.at(node).parent;
     if (_tree.at(node).kind == NodeKind::file) {
-        const std::uint64_t size = _tree.record<_MTP_FILE_NODE>(node)->size;
+        const std::uint64_t size = _tree.known<_MTP_FILE_NODE>(node).size;
         countUsed(_tree.storageOf(node), -static_cast<std::int64_t>(size));
     }
     _media.erase(_tree.at(node).handle);

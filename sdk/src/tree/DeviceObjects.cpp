@@ -53,7 +53,7 @@ DGSTATUS Device::deleteNode(NodeIndex node) {
     if (status == DGSTATUS_SUCCESS) {
         _ownChanges.removed(handle);
     }
-    const std::uint64_t size = isFolder ? 0 : _tree.record<_MTP_FILE_NODE>(node)->size;
+    const std::uint64_t size = isFolder ? 0 : _tree.known<_MTP_FILE_NODE>(node).size;
     _media.erase(handle);
     leaveLists(node, NodeTree::Texts::freed);
     _tree.remove(node, NodeTree::Texts::freed);

@@ -109,7 +109,7 @@ DGSTATUS Device::readReferences(NodeIndex playlist) {
 }
 
 void Device::takeReferences(NodeIndex playlist, std::vector<std::uint32_t> objects) {
-    _tree.record<_MTP_PLAYLIST_NODE>(playlist)->fileCount = static_cast<std::uint32_t>(objects.size());
+    _tree.edited<_MTP_PLAYLIST_NODE>(playlist).fileCount = static_cast<std::uint32_t>(objects.size());
     _references.put(_tree.at(playlist).handle, std::move(objects));
 }
 
@@ -269,7 +269,7 @@ void Device::dropObject(std::uint32_t handle, NodeTree::Texts texts) {
     }
     _references.drop(handle, [this](std::uint32_t list, std::uint32_t length) {
         if (const NodeIndex playlist = _tree.playlist(list)) {
-            _tree.record<_MTP_PLAYLIST_NODE>(playlist)->fileCount = length;
+            _tree.edited<_MTP_PLAYLIST_NODE>(playlist).fileCount = length;
         }
     });
 }

@@ -107,9 +107,9 @@ void Device::describeStorage(NodeIndex storage, const StorageInfo& info) {
     };
     const std::u16string label = distinctName(labelOf(info), _tree.at(storage).handle, taken);
     _tree.setStorageTexts(storage, label, info.description);
-    auto* record = _tree.record<_MTP_STORAGE_NODE>(storage);
-    record->MaxCapacity = info.maxCapacity;
-    record->UsedSize = info.maxCapacity - std::min(info.freeSpace, info.maxCapacity);
+    auto& record = _tree.edited<_MTP_STORAGE_NODE>(storage);
+    record.MaxCapacity = info.maxCapacity;
+    record.UsedSize = info.maxCapacity - std::min(info.freeSpace, info.maxCapacity);
 }
 
 void Device::releaseStorageList() {
@@ -159,14 +159,14 @@ void Device::refreshCapacity(NodeIndex storage) {
 }
 
 void Device::countUsed(NodeIndex storage, std::int64_t bytes) {
-    auto* record = _tree.record<_MTP_STORAGE_NODE>(storage);
-    if (record == nullptr) {
+    if (storage == 0) {
         return;
     }
-    const std::uint64_t used = record->UsedSize;
-    const std::uint64_t capacity = record->MaxCapacity;
+    auto& record = _tree.edited<_MTP_STORAGE_NODE>(storage);
+    const std::uint64_t used = record.UsedSize;
+    const std::uint64_t capacity = record.MaxCapacity;
     const auto amount = static_cast<std::uint64_t>(bytes < 0 ? -bytes : bytes);
-    record->UsedSize = bytes < 0 ? used - std::min(used, amount) : std::min(used + amount, capacity);
+    record.UsedSize = bytes < 0 ? used - std::min(used, amount) : std::min(used + amount, capacity);
 }
 
 } // namespace mtpsdk

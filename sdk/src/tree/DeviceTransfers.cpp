@@ -86,7 +86,7 @@ DGSTATUS Device::receiveFile(NodeIndex file, const std::string& path, MtpProgres
     if (isPlaylist(_tree.at(file).format) && session().objectEntry(_tree.at(file).handle, fresh) == DGSTATUS_SUCCESS) {
         refresh(file, fresh); // what a device writes into such a file, and when, is its own affair
     }
-    const std::uint64_t size = _tree.record<_MTP_FILE_NODE>(file)->size;
+    const std::uint64_t size = _tree.known<_MTP_FILE_NODE>(file).size;
     const Progress progress(callback, context, size);
     if (progress.begin()) {
         return DGSTATUS_IO_CANCEL_SUCCESS;

@@ -78,19 +78,19 @@ void writeAudio(const MediaProperties& media, _MTP_AUDIO_TRACK& track) {
 }
 
 void writeFile(const NodeTree& tree, NodeIndex file, _MTP_FILE_NODE& copy) {
-    const auto* node = tree.record<_MTP_FILE_NODE>(file);
-    copy.header = node->header;
+    const auto& node = tree.known<_MTP_FILE_NODE>(file);
+    copy.header = node.header;
     copy.header.Id = tree.at(file).handle;
-    copy.protection = node->protection;
-    copy.size = node->size;
+    copy.protection = node.protection;
+    copy.size = node.size;
     std::uint32_t size = 0;
     put(tree.name(file), copy.name, size);
     copy.nameSize = size;
     size = 0;
-    put(readRecordText(node->creationDate), copy.creationDate, size);
+    put(readRecordText(node.creationDate), copy.creationDate, size);
     copy.creationDateSize = size;
     size = 0;
-    put(readRecordText(node->modificationDate), copy.modificationDate, size);
+    put(readRecordText(node.modificationDate), copy.modificationDate, size);
     copy.modificationDateSize = size;
 }
 

@@ -6,6 +6,7 @@
 #include "tree/RecordTexts.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace mtpsdk {
 namespace {
@@ -42,7 +43,18 @@ std::uint32_t offsetOf(const void* memory) {
 NodeTree::NodeTree(std::uint32_t locationId)
     : _locationId(locationId) {}
 
+NodeTree::OwnCall::OwnCall(NodeTree& tree)
+    : _tree(tree) {
+    _tree.writeDrafts();
+    _tree._ownCall = true;
+}
+
+NodeTree::OwnCall::~OwnCall() {
+    _tree._ownCall = false;
+}
+
 NodeTree::~NodeTree() {
+    const OwnCall last(*this);
     const std::vector<NodeIndex> storages = _storages;
     for (const NodeIndex storage : storages) {
         remove(storage, Texts::freed);
@@ -76,16 +88,41 @@ NodeIndex NodeTree::playlist(std::uint32_t handle) const {
     });
 }
 
+std::size_t NodeTree::recordSize(NodeKind kind) {
+    constexpr std::size_t sizes[] = {0, sizeof(_MTP_STORAGE_NODE), sizeof(_MTP_FOLDER_NODE), sizeof(_MTP_FILE_NODE),
+                                     sizeof(_MTP_PLAYLIST_NODE)};
+    return sizes[static_cast<std::size_t>(kind)];
+}
+
+std::byte* NodeTree::editedBytes(NodeIndex node) {
+    auto* bytes = record<std::byte>(node);
+    if (_ownCall) {
+        return bytes;
+    }
+    const auto [draft, isNew] = _drafts.try_emplace(node);
+    if (isNew) {
+        std::memcpy(draft->second.data(), bytes, recordSize(_nodes[node].kind));
+    }
+    return draft->second.data();
+}
+
+void NodeTree::writeDrafts() {
+    for (const auto& [node, draft] : _drafts) {
+        std::memcpy(record<std::byte>(node), draft.data(), recordSize(_nodes[node].kind));
+    }
+    _drafts.clear();
+}
+
 std::u16string NodeTree::name(NodeIndex node) const {
     switch (_nodes[node].kind) {
     case NodeKind::storage:
-        return readRecordText(record<_MTP_STORAGE_NODE>(node)->Label);
+        return readRecordText(known<_MTP_STORAGE_NODE>(node).Label);
     case NodeKind::folder:
-        return readRecordText(record<_MTP_FOLDER_NODE>(node)->name);
+        return readRecordText(known<_MTP_FOLDER_NODE>(node).name);
     case NodeKind::file:
-        return readRecordText(record<_MTP_FILE_NODE>(node)->name);
+        return readRecordText(known<_MTP_FILE_NODE>(node).name);
     case NodeKind::playlist:
-        return readRecordText(record<_MTP_PLAYLIST_NODE>(node)->name);
+        return readRecordText(known<_MTP_PLAYLIST_NODE>(node).name);
     case NodeKind::none:
         break;
     }
@@ -113,8 +150,8 @@ NodeIndex NodeTree::storage(std::uint32_t storageId) const {
     return storage == _storages.end() ? 0 : *storage;
 }
 
-NodeIndex NodeTree::newNode(NodeKind kind, std::uint32_t handle, std::size_t recordSize) {
-    auto* header = static_cast<_MTP_COMMON_NODE*>(mtpRecordAllocate(recordSize));
+NodeIndex NodeTree::newNode(NodeKind kind, std::uint32_t handle) {
+    auto* header = static_cast<_MTP_COMMON_NODE*>(mtpRecordAllocate(recordSize(kind)));
     if (header == nullptr) {
         return 0;
     }
@@ -137,7 +174,7 @@ NodeIndex NodeTree::newNode(NodeKind kind, std::uint32_t handle, std::size_t rec
 
 NodeIndex NodeTree::addStorage(std::uint32_t storageId, bool hidden) {
     const std::lock_guard lock(_mutex);
-    const NodeIndex node = newNode(NodeKind::storage, storageId, sizeof(_MTP_STORAGE_NODE));
+    const NodeIndex node = newNode(NodeKind::storage, storageId);
     if (node != 0) {
         _nodes[node].hidden = hidden;
         _storages.push_back(node);
@@ -146,13 +183,13 @@ NodeIndex NodeTree::addStorage(std::uint32_t storageId, bool hidden) {
 }
 
 void NodeTree::setStorageTexts(NodeIndex storage, const std::u16string& label, const std::u16string& description) {
-    auto* record = this->record<_MTP_STORAGE_NODE>(storage);
-    std::uint32_t size = record->LabelLength;
-    replaceText(record->Label, size, label);
-    record->LabelLength = size;
-    size = record->DescriptionLength;
-    replaceText(record->Description, size, description);
-    record->DescriptionLength = size;
+    auto& record = edited<_MTP_STORAGE_NODE>(storage);
+    std::uint32_t size = record.LabelLength;
+    replaceText(record.Label, size, label);
+    record.LabelLength = size;
+    size = record.DescriptionLength;
+    replaceText(record.Description, size, description);
+    record.DescriptionLength = size;
 }
 
 void NodeTree::replaceText(RecordText& field, std::uint32_t& size, const std::u16string& text) {
@@ -173,20 +210,23 @@ NodeIndex NodeTree::addPlaylist(NodeIndex storage, std::uint32_t handle, const s
         return 0;
     }
     const std::lock_guard lock(_mutex);
-    const NodeIndex node = newNode(NodeKind::playlist, handle, sizeof(_MTP_PLAYLIST_NODE));
+    const NodeIndex node = newNode(NodeKind::playlist, handle);
     if (node != 0) {
         _nodes[node].parent = storage;
-        setPlaylistName(node, name);
+        setName(*record<_MTP_PLAYLIST_NODE>(node), name); // nobody has it yet
         link(node);
     }
     return node;
 }
 
 void NodeTree::setPlaylistName(NodeIndex playlist, const std::u16string& name) {
-    auto* record = this->record<_MTP_PLAYLIST_NODE>(playlist);
-    std::uint32_t size = record->nameSize;
-    replaceText(record->name, size, name);
-    record->nameSize = size;
+    setName(edited<_MTP_PLAYLIST_NODE>(playlist), name);
+}
+
+void NodeTree::setName(_MTP_PLAYLIST_NODE& record, const std::u16string& name) {
+    std::uint32_t size = record.nameSize;
+    replaceText(record.name, size, name);
+    record.nameSize = size;
 }
 
 const NodeTree::Contents* NodeTree::contents(NodeIndex parent) const {
@@ -262,8 +302,9 @@ void NodeTree::unlink(NodeIndex node) {
 }
 
 /// All texts of a record lie in one block that the name begins, since a block of their own would cost dates more than
-/// they hold; equal dates share their text.
-void NodeTree::setTexts(NodeIndex node, const ObjectEntry& entry, const std::u16string& name) {
+/// they hold; equal dates share their text. false when the memory is exhausted.
+bool NodeTree::setTexts(NodeIndex node, _MTP_COMMON_NODE* record, const ObjectEntry& entry,
+                        const std::u16string& name) {
     _nodes[node].nameHash = hashOfName(name);
     const bool isFile = _nodes[node].kind == NodeKind::file;
     const std::u16string& created = entry.created;
@@ -274,16 +315,16 @@ void NodeTree::setTexts(NodeIndex node, const ObjectEntry& entry, const std::u16
     const std::size_t units = name.size() + 1 + (isFile ? dateUnits : 0);
     auto* texts = static_cast<std::uint16_t*>(mtpRecordAllocate(units * sizeof(std::uint16_t)));
     if (texts == nullptr) {
-        return; // an object without a name beats none at all
+        return false;
     }
     std::uint16_t* behind = copyText(name, texts);
     if (!isFile) {
-        auto* folder = record<_MTP_FOLDER_NODE>(node);
+        auto* folder = reinterpret_cast<_MTP_FOLDER_NODE*>(record);
         folder->name = texts;
         folder->nameSize = textSize(name);
-        return;
+        return true;
     }
-    auto* file = record<_MTP_FILE_NODE>(node);
+    auto* file = reinterpret_cast<_MTP_FILE_NODE*>(record);
     file->name = texts;
     file->nameSize = textSize(name);
     file->creationDate = created.empty() ? nullptr : behind;
@@ -294,6 +335,7 @@ void NodeTree::setTexts(NodeIndex node, const ObjectEntry& entry, const std::u16
     if (!modified.empty() && !shared) {
         copyText(modified, behind);
     }
+    return true;
 }
 
 NodeIndex NodeTree::add(NodeIndex parent, const ObjectEntry& entry, const std::u16string& name) {
@@ -303,8 +345,7 @@ NodeIndex NodeTree::add(NodeIndex parent, const ObjectEntry& entry, const std::u
         return 0;
     }
     const std::lock_guard lock(_mutex);
-    const NodeIndex node = isFolder ? newNode(NodeKind::folder, entry.handle, sizeof(_MTP_FOLDER_NODE))
-                                    : newNode(NodeKind::file, entry.handle, sizeof(_MTP_FILE_NODE));
+    const NodeIndex node = newNode(isFolder ? NodeKind::folder : NodeKind::file, entry.handle);
     if (node == 0) {
         return 0;
     }
@@ -315,47 +356,48 @@ NodeIndex NodeTree::add(NodeIndex parent, const ObjectEntry& entry, const std::u
         file->size = entry.size;
         file->protection = entry.protection;
     }
-    setTexts(node, entry, name);
+    // Nobody has the record yet. An object without a name beats none at all.
+    (void) setTexts(node, record<_MTP_COMMON_NODE>(node), entry, name);
     link(node);
     return node;
 }
 
 void NodeTree::update(NodeIndex node, const ObjectEntry& entry, const std::u16string& name) {
     const std::lock_guard lock(_mutex);
-    ObjectEntry known;
+    bool sameDates = true;
     std::uint32_t texts = 0;
     if (_nodes[node].kind == NodeKind::file) {
-        auto* file = record<_MTP_FILE_NODE>(node);
-        file->size = entry.size;
-        file->protection = entry.protection;
-        known.created = readRecordText(file->creationDate);
-        known.modified = readRecordText(file->modificationDate);
-        texts = file->name.value();
+        const auto& file = known<_MTP_FILE_NODE>(node);
+        texts = file.name.value();
+        sameDates = readRecordText(file.creationDate) == entry.created &&
+                    readRecordText(file.modificationDate) == entry.modified;
+        if (file.size != entry.size || file.protection != entry.protection) {
+            auto& changed = edited<_MTP_FILE_NODE>(node);
+            changed.size = entry.size;
+            changed.protection = entry.protection;
+        }
     } else {
-        texts = record<_MTP_FOLDER_NODE>(node)->name.value();
-        known.created = entry.created;
-        known.modified = entry.modified;
+        texts = known<_MTP_FOLDER_NODE>(node).name.value();
     }
-    if (this->name(node) == name && known.created == entry.created && known.modified == entry.modified) {
+    if (sameDates && this->name(node) == name) {
         return;
-    }
-    if (texts != 0) {
-        _retired.push_back(texts);
     }
     Contents& siblings = contentsForChange(_nodes[node].parent);
     siblings.names.erase(node, hashedBy(_nodes, &Node::nameHash));
-    setTexts(node, entry, name);
+    if (setTexts(node, &edited<_MTP_COMMON_NODE>(node), entry, name) && texts != 0) {
+        _retired.push_back(texts);
+    }
     siblings.names.insert(node, hashedBy(_nodes, &Node::nameHash));
 }
 
 void NodeTree::rename(NodeIndex node, const std::u16string& name) {
     ObjectEntry entry;
     if (_nodes[node].kind == NodeKind::file) {
-        const auto* file = record<_MTP_FILE_NODE>(node);
-        entry.size = file->size;
-        entry.protection = static_cast<std::uint16_t>(file->protection);
-        entry.created = readRecordText(file->creationDate);
-        entry.modified = readRecordText(file->modificationDate);
+        const auto& file = known<_MTP_FILE_NODE>(node);
+        entry.size = file.size;
+        entry.protection = static_cast<std::uint16_t>(file.protection);
+        entry.created = readRecordText(file.creationDate);
+        entry.modified = readRecordText(file.modificationDate);
     }
     update(node, entry, name);
 }
@@ -397,27 +439,27 @@ void NodeTree::forgetNodes(NodeIndex parent, NodeKind kind, Texts texts) {
 }
 
 void NodeTree::retire(NodeIndex node, Texts texts) {
-    const auto giveUp = [&](RecordText& text) {
+    const auto giveUp = [&](RecordText text) {
         if (texts == Texts::freed) {
             mtpRecordFree(text.get());
-            text = nullptr;
         } else if (text.value() != 0) {
             _retired.push_back(text.value());
         }
     };
     if (_nodes[node].kind == NodeKind::storage) {
-        giveUp(record<_MTP_STORAGE_NODE>(node)->Label);
-        giveUp(record<_MTP_STORAGE_NODE>(node)->Description);
+        giveUp(known<_MTP_STORAGE_NODE>(node).Label);
+        giveUp(known<_MTP_STORAGE_NODE>(node).Description);
     } else if (_nodes[node].kind == NodeKind::folder) {
-        giveUp(record<_MTP_FOLDER_NODE>(node)->name);
+        giveUp(known<_MTP_FOLDER_NODE>(node).name);
     } else if (_nodes[node].kind == NodeKind::playlist) {
-        giveUp(record<_MTP_PLAYLIST_NODE>(node)->name);
+        giveUp(known<_MTP_PLAYLIST_NODE>(node).name);
     } else { // the dates lie in the name's block
-        auto* file = record<_MTP_FILE_NODE>(node);
-        giveUp(file->name);
-        if (texts == Texts::freed) {
-            file->creationDate = file->modificationDate = nullptr;
-        }
+        giveUp(known<_MTP_FILE_NODE>(node).name);
+    }
+    _drafts.erase(node);
+    if (texts == Texts::freed) {
+        constexpr std::size_t kept = sizeof(_MTP_COMMON_NODE);
+        std::memset(record<std::byte>(node) + kept, 0, recordSize(_nodes[node].kind) - kept);
     }
     _retired.push_back(_nodes[node].record);
     _nodes[node] = Node{};

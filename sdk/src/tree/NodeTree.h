@@ -5,10 +5,12 @@
 #include "tree/HashIndex.h"
 #include "vemomtpsdk/Records.h"
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace mtpsdk {
@@ -41,6 +43,9 @@ static_assert(sizeof(Node) == 32);
 /// removing and stepping on cost the same however many there are. A dead node's record is not used again while the
 /// tree lives, so a stale pointer never names another node; the tree's end frees all.
 ///
+/// The application reads records whenever it likes, so they change only while an OwnCall lives; what changes at other
+/// times is drafted, and the next OwnCall writes it into the records. The tree itself reads drafts first.
+///
 /// Threads: the holder of the device's lock reads and changes; nodeOf() may be called by anyone at any time.
 class NodeTree {
 public:
@@ -53,15 +58,39 @@ public:
     /// the device took it away and another thread may still be reading.
     enum class Texts { freed, kept };
 
+    /// A call of the application's by which its records may change.
+    class OwnCall {
+    public:
+        explicit OwnCall(NodeTree& tree);
+        ~OwnCall();
+        OwnCall(const OwnCall&) = delete;
+        OwnCall& operator=(const OwnCall&) = delete;
+
+    private:
+        NodeTree& _tree;
+    };
+
     /// The live node whose record lies at this address, or 0. Any pointer may be asked about.
     [[nodiscard]] NodeIndex nodeOf(const void* record) const;
     /// The live folder or file of this handle, or 0; and the live playlist.
     [[nodiscard]] NodeIndex object(std::uint32_t handle) const;
     [[nodiscard]] NodeIndex playlist(std::uint32_t handle) const;
     [[nodiscard]] const Node& at(NodeIndex node) const { return _nodes[node]; }
+    /// The record as it is handed out; null for 0.
     template <typename Record>
     [[nodiscard]] Record* record(NodeIndex node) const {
         return node == 0 ? nullptr : reinterpret_cast<Record*>(mtpRecordMemoryBase() + _nodes[node].record);
+    }
+    /// What the record says by now.
+    template <typename Record>
+    [[nodiscard]] const Record& known(NodeIndex node) const {
+        const auto draft = _drafts.empty() ? _drafts.end() : _drafts.find(node);
+        return draft == _drafts.end() ? *record<Record>(node) : *reinterpret_cast<const Record*>(draft->second.data());
+    }
+    /// The record or its draft, for a change.
+    template <typename Record>
+    [[nodiscard]] Record& edited(NodeIndex node) {
+        return *reinterpret_cast<Record*>(editedBytes(node));
     }
     [[nodiscard]] std::u16string name(NodeIndex node) const;
     [[nodiscard]] NodeIndex storageOf(NodeIndex node) const;
@@ -124,14 +153,19 @@ private:
                : kind == NodeKind::playlist ? contents.playlists
                                             : contents.files;
     }
+    [[nodiscard]] static std::size_t recordSize(NodeKind kind);
+    [[nodiscard]] std::byte* editedBytes(NodeIndex node);
+    void writeDrafts();
     void replaceText(RecordText& field, std::uint32_t& size, const std::u16string& text);
-    NodeIndex newNode(NodeKind kind, std::uint32_t handle, std::size_t recordSize);
+    NodeIndex newNode(NodeKind kind, std::uint32_t handle);
     void link(NodeIndex node);
     void unlink(NodeIndex node);
     void forgetNodes(NodeIndex parent, NodeKind kind, Texts texts);
     void removeNode(NodeIndex node, Texts texts);
     void retire(NodeIndex node, Texts texts);
-    void setTexts(NodeIndex node, const ObjectEntry& entry, const std::u16string& name);
+    [[nodiscard]] bool setTexts(NodeIndex node, _MTP_COMMON_NODE* record, const ObjectEntry& entry,
+                                const std::u16string& name);
+    void setName(_MTP_PLAYLIST_NODE& record, const std::u16string& name);
     template <typename Hash>
     static auto hashedBy(const std::deque<Node>& nodes, Hash hash) {
         return [&nodes, hash](NodeIndex node) { return nodes[node].*hash; };
@@ -144,8 +178,11 @@ private:
     std::deque<Contents> _contents = std::deque<Contents>(1);
     std::vector<std::uint32_t> _freeContents;
     std::vector<NodeIndex> _storages;
-    HashIndex _objects;                  ///< by handle
-    std::vector<std::uint32_t> _retired; ///< record memory of dead nodes
+    HashIndex _objects;                                          ///< by handle
+    std::vector<std::uint32_t> _retired;                         ///< record memory of dead nodes
+    using Draft = std::array<std::byte, sizeof(_MTP_FILE_NODE)>; ///< room for the largest record
+    std::unordered_map<NodeIndex, Draft> _drafts;
+    bool _ownCall = false;
 };
 
 } // namespace mtpsdk

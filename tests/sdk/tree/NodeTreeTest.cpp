@@ -26,10 +26,12 @@ class NodeTreeTest : public testing::Test {
 protected:
     NodeTreeTest() {
         _tree.emplace(0x14100000);
+        _call.emplace(*_tree);
         _storage = _tree->addStorage(0x10001, false);
         _tree->setStorageTexts(_storage, u"Card", u"Memory card");
     }
     ~NodeTreeTest() override {
+        _call.reset();
         _tree.reset();
         EXPECT_EQ(mtpRecordBytesInUse(), _before);
     }
@@ -51,6 +53,7 @@ protected:
 
     std::size_t _before = mtpRecordBytesInUse();
     std::optional<NodeTree> _tree;
+    std::optional<NodeTree::OwnCall> _call; ///< of the application; none while only events come
     NodeIndex _storage = 0;
 };
 
@@ -170,6 +173,43 @@ TEST_F(NodeTreeTest, renamesInPlace) {
     EXPECT_EQ(names(_storage, NodeKind::file), (Names{u"A longer name than before.mp3", u"b.mp3"}));
     EXPECT_EQ(_tree->child(_storage, u"a.mp3"), 0U);
     EXPECT_EQ(_tree->child(_storage, u"a LONGER name than before.mp3"), node);
+}
+
+TEST_F(NodeTreeTest, knowsWhatRecordsDoNotSayBeforeTheNextCall) {
+    const NodeIndex node = file(_storage, 5, u"a.mp3");
+    const NodeIndex gone = file(_storage, 6, u"gone.mp3");
+    const NodeIndex list = _tree->addPlaylist(_storage, 7, u"List");
+    _call.reset();
+    ObjectEntry fresh = entry(5, musicFormat, 500);
+    fresh.modified = u"20200115T134501";
+    _tree->update(node, fresh, u"renamed.mp3");
+    _tree->update(gone, entry(6, musicFormat, 600), u"going.mp3");
+    _tree->setPlaylistName(list, u"Another");
+    _tree->edited<_MTP_PLAYLIST_NODE>(list).fileCount = 3;
+    EXPECT_EQ(_tree->known<_MTP_FILE_NODE>(node).size, 500U);
+    EXPECT_EQ(_tree->child(_storage, u"renamed.mp3"), node);
+    EXPECT_EQ(_tree->child(_storage, u"a.mp3"), 0U);
+    EXPECT_EQ(_tree->name(list), u"Another");
+    const auto* goingRecord = record(gone);
+    _tree->remove(gone, NodeTree::Texts::kept);
+    const NodeIndex come = file(_storage, 8, u"come.mp3"); // nobody can be reading it yet
+    EXPECT_EQ(readRecordText(record(come)->name), u"come.mp3");
+    EXPECT_EQ(+record(come)->size, 8U);
+
+    const auto* listRecord = _tree->record<_MTP_PLAYLIST_NODE>(list);
+    EXPECT_EQ(readRecordText(record(node)->name), u"a.mp3");
+    EXPECT_EQ(+record(node)->size, 5U);
+    EXPECT_EQ(record(node)->modificationDate.get(), nullptr);
+    EXPECT_EQ(+listRecord->fileCount, 0U);
+    EXPECT_EQ(readRecordText(goingRecord->name), u"gone.mp3");
+    _call.emplace(*_tree);
+    EXPECT_EQ(readRecordText(record(node)->name), u"renamed.mp3");
+    EXPECT_EQ(+record(node)->nameSize, 12U);
+    EXPECT_EQ(+record(node)->size, 500U);
+    EXPECT_EQ(readRecordText(record(node)->modificationDate), u"20200115T134501");
+    EXPECT_EQ(+listRecord->fileCount, 3U);
+    EXPECT_EQ(readRecordText(listRecord->name), u"Another");
+    EXPECT_EQ(readRecordText(goingRecord->name), u"gone.mp3");
 }
 
 TEST_F(NodeTreeTest, takesAnyPointerForAQuestion) {

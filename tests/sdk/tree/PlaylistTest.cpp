@@ -183,9 +183,10 @@ TEST_F(PlaylistTest, theFileSaysWhatTheListSays) {
     EXPECT_EQ(_folder.read("copy.pla"), "/Internal/Music/new name.mp3\n");
     ASSERT_EQ(update(mix, {}), DGSTATUS_SUCCESS);
     EXPECT_TRUE(eventually([&] { return contentOnDevice("Internal/Playlists/Mix.pla").empty(); }));
-    // The record itself changes when the device's event comes, whoever reads it then: so the file is fetched instead.
     ASSERT_EQ(receive(file, _folder.path("copy.pla")), DGSTATUS_SUCCESS);
     EXPECT_EQ(_folder.read("copy.pla"), "");
+    EXPECT_EQ(fileNames(&_lists->header), Names{"Mix.pla"});
+    EXPECT_EQ(+file->size, 0U);
     // What a person writes into a playlist is not read back, and no list of the device overwrites it.
     _folder.write("device/Internal/Playlists/Mine.pla", "my own");
     EXPECT_TRUE(eventually([&] { return playlists() == Names{"Mix (0)", "Mine (0)"}; }));
