@@ -29,12 +29,12 @@ struct CalendarDate {
 
 /// The point in time of a calendar date in the system's current time zone. Fields out of range carry over, as the
 /// C calendar does; nullopt when the calendar cannot represent the result.
-[[nodiscard]] std::optional<Date> dateFromLocalCalendar(const CalendarDate& calendar);
-[[nodiscard]] CalendarDate localCalendarFromDate(const Date& date);
+[[nodiscard]] MTPSERVICE_EXPORT std::optional<Date> dateFromLocalCalendar(const CalendarDate& calendar);
+[[nodiscard]] MTPSERVICE_EXPORT CalendarDate localCalendarFromDate(const Date& date);
 
 /// "YYYY-MM-DD HH:MM:SS +0000": the standard description of a date, always in UTC.
 [[nodiscard]] MTPSERVICE_EXPORT std::string dateDescription(const Date& date);
 /// Reads "YYYY-MM-DD HH:MM:SS ±HHMM"; nullopt when the text has any other form or names no real date.
-[[nodiscard]] std::optional<Date> parseDateDescription(std::string_view text);
+[[nodiscard]] MTPSERVICE_EXPORT std::optional<Date> parseDateDescription(std::string_view text);
 
 } // namespace platform

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/Export.h"
 #include "platform/Value.h"
 
 #include <concepts>
@@ -14,7 +15,7 @@
 namespace platform {
 
 /// One argument of formatText: made implicitly from text, numbers, pointers and values.
-class FormatArgument {
+class MTPSERVICE_EXPORT FormatArgument {
 public:
     FormatArgument(std::string_view text)
         : _value(std::string(text)) {}
@@ -53,7 +54,8 @@ private:
 /// argument of another kind than its conversion expects is printed in its own natural form; a conversion without
 /// argument stays as it stands. 32-bit conversions of negative numbers print their 32-bit two's complement. Flags,
 /// width and precision are those of printf, without "*".
-[[nodiscard]] std::string formatText(std::string_view format, std::initializer_list<FormatArgument> arguments);
+[[nodiscard]] MTPSERVICE_EXPORT std::string formatText(std::string_view format,
+                                                       std::initializer_list<FormatArgument> arguments);
 
 template <typename... Arguments>
 [[nodiscard]] std::string formatText(std::string_view format, const Arguments&... arguments) {

@@ -22,7 +22,7 @@ namespace platform {
 /// Where the level comes from; the host sets it (see host/DebugLevel.h). Called from every thread, for every message.
 using LogLevelSource = int (*)();
 MTPSERVICE_EXPORT void setLogLevelSource(LogLevelSource source);
-[[nodiscard]] bool isLogged(int level);
+[[nodiscard]] MTPSERVICE_EXPORT bool isLogged(int level);
 
 /// Receives each whole line, without a newline, one at a time. The default writes to standard error. An empty sink
 /// restores the default. The sink must not log itself.
@@ -30,6 +30,6 @@ using LogSink = std::function<void(const std::string& line)>;
 MTPSERVICE_EXPORT void setLogSink(LogSink sink);
 
 /// Emits "[%s:%s-(%d)] %@": base name of the file, function, line, message.
-void writeLog(const char* file, const char* function, int line, const std::string& message);
+MTPSERVICE_EXPORT void writeLog(const char* file, const char* function, int line, const std::string& message);
 
 } // namespace platform

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// An application as others write one: every installed header, a service, a virtual device in the folder given.
+// An application as others write one: every installed header, the log and the dates, a service, a virtual device in the
+// folder given.
 #include "device/MTPService/MTPService.h"
 #include "host/DebugLevel.h"
 #include "host/MediaLibrary.h"
@@ -15,7 +16,37 @@
 
 #include <cstdio>
 
+namespace {
+
+/// What the application logs goes the way that the service's own lines go.
+bool logs() {
+    std::string logged;
+    SET_QD_DEBUG_LEVEL(3);
+    platform::setLogLevelSource(GET_QD_DEBUG_LEVEL);
+    platform::setLogSink([&logged](const std::string& line) { logged += line; });
+    QD_LOG(3, "%@ of %08x", platform::Value("text"), 0xABCU);
+    QD_LOG(5, "not asked for");
+    platform::setLogSink({});
+    SET_QD_DEBUG_LEVEL(0);
+    return logged.starts_with("[main.cpp:logs-(") && logged.ends_with(" text of 00000abc") &&
+           logged.find("asked") == std::string::npos;
+}
+
+bool readsDatesAndPaths() {
+    const std::optional<platform::Date> date = platform::parseDateDescription("2009-01-05 07:08:09 +0000");
+    return date && platform::dateFromLocalCalendar(platform::localCalendarFromDate(*date)) == date &&
+           platform::dateDescription(*date) == "2009-01-05 07:08:09 +0000" &&
+           platform::pathComponents("/Music/a.mp3").size() == 3 && platform::pathExtension("a.mp3") == "mp3" &&
+           platform::deletingLastPathComponent("/Music/a.mp3") == "/Music" && platform::expandingTilde("~") != "~";
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
+    if (!logs() || !readsDatesAndPaths()) {
+        std::puts("What the headers declare does not work.");
+        return 1;
+    }
     std::string error = "Where to?";
     vemomtpsdk::VirtualDeviceDescription description;
     description.friendlyName = "Client";
