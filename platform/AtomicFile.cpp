@@ -3,8 +3,8 @@
 
 #include "platform/Paths.h"
 #include "platform/PosixFile.h"
+#include "platform/TemporaryNames.h"
 
-#include <csignal>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
@@ -31,24 +31,7 @@ constexpr std::string_view temporarySuffix = ".tmp";
 
 /// The process that writes, or wrote, a temporary file; nothing for a file of another name.
 std::optional<pid_t> writerOf(std::string_view name) {
-    if (!name.starts_with(temporaryPrefix) || !name.ends_with(temporarySuffix)) {
-        return std::nullopt;
-    }
-    name.remove_prefix(temporaryPrefix.size());
-    const std::size_t digits = std::min(name.find_first_not_of("0123456789abcdef"), name.size());
-    if (digits == 0 || digits > 7 || name[digits] != '-') {
-        return std::nullopt;
-    }
-    return static_cast<pid_t>(std::stol(std::string(name.substr(0, digits)), nullptr, 16));
-}
-
-/// Whether nobody writes the file: its process is gone on this computer, and its lock on all that share the disk.
-bool isAbandoned(const std::string& path, pid_t writer) {
-    if (::kill(writer, 0) == 0 || errno != ESRCH) {
-        return false;
-    }
-    const Descriptor descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    return descriptor && ::flock(descriptor.get(), LOCK_EX | LOCK_NB) == 0;
+    return name.ends_with(temporarySuffix) ? ownerOfTemporary(name, temporaryPrefix) : std::nullopt;
 }
 
 /// Refuses what the rename at the end would refuse, before anything is written: a folder, a name too long.
@@ -105,7 +88,7 @@ std::error_code AtomicFile::createTemporary(const std::string& folder) {
     constexpr int attempts = 1000; // left-overs of a crashed process with the same number
     for (int i = 0; i < attempts; ++i) {
         std::string name =
-            fmt::format("{}/{}{:x}-{:x}{}", folder, temporaryPrefix, ::getpid(), counter++, temporarySuffix);
+            fmt::format("{}/{}{:x}{}", folder, ownTemporaryName(temporaryPrefix), counter++, temporarySuffix);
         _descriptor = retryInterrupted(
             [&] { return ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666); });
         if (_descriptor >= 0) {
@@ -185,7 +168,7 @@ void removeAbandonedTemporaries(const std::string& folder) {
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
         const std::string path = entry->path().string();
         const auto writer = writerOf(lastPathComponent(path));
-        if (writer && isAbandoned(path, *writer)) {
+        if (writer && isAbandoned(path, *writer, O_RDWR)) {
             ::unlink(path.c_str());
         }
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/ScratchFolder.h"
+
 #include <filesystem>
 
 namespace tool {
@@ -10,13 +12,10 @@ class PassingFolder {
 public:
     /// Throws Failure when none can be made in the folder `above`.
     explicit PassingFolder(const std::filesystem::path& above);
-    ~PassingFolder();
-    PassingFolder(const PassingFolder&) = delete;
-    PassingFolder& operator=(const PassingFolder&) = delete;
-    [[nodiscard]] const std::filesystem::path& path() const { return _path; }
+    [[nodiscard]] std::filesystem::path path() const { return _folder.path(); }
 
 private:
-    std::filesystem::path _path;
+    platform::ScratchFolder _folder;
 };
 
 } // namespace tool

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "device/MTPService/ApplicationCall.h"
 #include "device/MTPService/FileSender.h"
+#include "device/MTPService/MTPControlPath.h"
+#include "device/MTPService/MTPControlRecords.h"
 #include "device/MTPService/MTPService.h"
 #include "device/MTPService/MethodTrace.h"
 #include "device/MTPService/TransferJob.h"
@@ -8,10 +10,8 @@
 #include "platform/Files.h"
 #include "platform/Log.h"
 #include "platform/Paths.h"
+#include "platform/ScratchFolder.h"
 #include "platform/Strings.h"
-
-#include <cstdlib>
-#include <filesystem>
 
 using platform::Dictionary;
 using platform::Synchronized;
@@ -20,34 +20,6 @@ namespace {
 
 using Text = std::optional<std::string>;
 using Side = std::shared_ptr<MTPServicePrivate>;
-
-/// A local folder for the files on their way; gone with all that is in it at the end.
-class PassageFolder {
-public:
-    /// Below the local temporary folder; with an empty path when it cannot be made.
-    explicit PassageFolder(const MTPServicePrivate& service) {
-        std::string path = service.localCopyPath("/Between-XXXXXX").value_or("");
-        const std::string parent = platform::deletingLastPathComponent(path);
-        if (const std::error_code error = platform::createFolders(parent)) {
-            QD_LOG(3, "Create %@ folder is fail. Error = %@", parent, error.message());
-        } else if (::mkdtemp(path.data()) != nullptr) {
-            _path = path;
-        }
-    }
-    ~PassageFolder() {
-        if (!_path.empty()) {
-            std::error_code ignored;
-            std::filesystem::remove_all(_path, ignored);
-        }
-    }
-    PassageFolder(const PassageFolder&) = delete;
-    PassageFolder& operator=(const PassageFolder&) = delete;
-
-    [[nodiscard]] const std::string& path() const { return _path; }
-
-private:
-    std::string _path;
-};
 
 /// A local file that goes away with this.
 class PassingFile {
@@ -83,7 +55,6 @@ public:
         , _source(std::move(source))
         , _destination(std::move(destination))
         , _job(runner, request, contents.size(), 2 * _source->mtpTotalMediaFileSize(contents)) // there and on
-        , _passage(runner)
         , _sender(
               *_destination, {&CopyBetweenDevices::progress, this},
               {.mayOverwrite = [this](const std::string& name) { return FileSender::asksToOverwrite(_runner, name); },
@@ -95,13 +66,15 @@ public:
 private:
     static std::uint32_t progress(std::uint64_t current, std::uint64_t total, void* context);
 
+    /// In the local temporary folder. Without it every file fails.
+    void makePassage();
     Next copy(std::size_t index);
     Next copyFile(const Dictionary& content, const std::string& source, std::size_t index);
     Next failed(const OutgoingFile& file, const std::string& source, std::uint32_t status, std::size_t index);
     std::uint32_t receive(const std::string& source, const Text& node, const std::string& local);
     [[nodiscard]] Dictionary dataOf(const Dictionary& content, const std::string& source, const Text& node,
                                     const OutgoingFile& file);
-    [[nodiscard]] bool isAtItsPlace(const std::string& source, const std::string& target) const;
+    [[nodiscard]] bool isAtItsPlace(const std::string& source, const Text& node, const std::string& name) const;
 
     [[nodiscard]] bool isGone(const MTPServicePrivate& side) const;
     [[nodiscard]] const MTPServicePrivate* goneSide() const;
@@ -116,13 +89,14 @@ private:
     Side _source;
     Side _destination;
     TransferJob _job;
-    PassageFolder _passage;
+    platform::ScratchFolder _passage; ///< for the files on their way
     FileSender _sender;
     Text _folderNode;
     bool _lastResult = true;
 };
 
 bool CopyBetweenDevices::run() {
+    makePassage();
     _folderNode = _destination->mediaDefaultNode(_request.destinationPath, _request.mediaType);
     for (std::size_t i = 0; i < _contents.size(); ++i) {
         if (copy(i) == Next::stop) {
@@ -130,6 +104,15 @@ bool CopyBetweenDevices::run() {
         }
     }
     return _lastResult;
+}
+
+void CopyBetweenDevices::makePassage() {
+    const std::string parent = _runner.localCopyPath("").value_or("");
+    std::error_code error = platform::createFolders(parent);
+    error = error ? error : _passage.create(parent, "Between-");
+    if (error) {
+        QD_LOG(3, "Create %@ folder is fail. Error = %@", parent, error.message());
+    }
 }
 
 Next CopyBetweenDevices::copy(std::size_t index) {
@@ -161,11 +144,11 @@ Next CopyBetweenDevices::copyFile(const Dictionary& content, const std::string& 
     if (stopsForRelease()) {
         return Next::stop;
     }
-    if (isAtItsPlace(source, file.target)) {
+    const Text node = _source->indexedNode(source);
+    if (isAtItsPlace(source, node, name)) {
         _job.fileFailed(DGSTATUS_NODE_FILE_DUPNAME_EXISTED);
         return Next::goOn;
     }
-    const Text node = _source->indexedNode(source);
     SendOutcome outcome;
     outcome.status = receive(source, node, local.path());
     if (outcome.status == DGSTATUS_SUCCESS) {
@@ -231,9 +214,22 @@ Dictionary CopyBetweenDevices::dataOf(const Dictionary& content, const std::stri
     return described;
 }
 
-/// Whether the file is the one that it would replace.
-bool CopyBetweenDevices::isAtItsPlace(const std::string& source, const std::string& target) const {
-    return _source == _destination && platform::equalIgnoringCase(source, target);
+/// Whether the file is the very one that it would replace: overwriting deletes first. Two services may have one device.
+bool CopyBetweenDevices::isAtItsPlace(const std::string& source, const Text& node, const std::string& name) const {
+    if (_source->locationNumber() != _destination->locationNumber()) {
+        return false;
+    }
+    const Synchronized library(MtpControl::classMonitor());
+    _MTP_COMMON_NODE* folder = goneSide() == nullptr ? MtpControl::nodeFromText(_folderNode) : nullptr;
+    if (folder == nullptr) {
+        return false;
+    }
+    MtpControl& control = *_source->_mtpControl;
+    mtpcontrol::StorageHead head(control, _source->_storageHeadNode);
+    const _MTP_COMMON_NODE* file =
+        mtpcontrol::fileNode(control, _source->_currentDeviceNode, head.address(), node, source);
+    const _MTP_FILE_NODE* present = _destination->_mtpControl->getFileNode(folder, name);
+    return present != nullptr && &present->header == file;
 }
 
 // Progress and the reasons to stop

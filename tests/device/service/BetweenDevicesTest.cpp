@@ -141,6 +141,30 @@ TEST_F(BetweenDevicesTest, WhatIsThereIsAskedAboutAndBadEntriesFailAlone) {
     EXPECT_TRUE(isCopied("a.mp3"));
 }
 
+TEST_F(BetweenDevicesTest, AFileIsNeverReplacedByItself) {
+    send({"a.mp3"});
+    delegate->answer = true; // which would delete it first
+    waitUntilIdle();
+    service->copyContentsDeviceToDevice(1, Array{Dictionary{{"FilePath", "/Player//PHONE/Sounds/A.mp3"}}},
+                                        device->locationID(), device->locationID(), 1, 0);
+    waitUntilIdle();
+    EXPECT_EQ(resultStatuses(1), (Numbers{0x10000005}));
+    // Two services of one device are two ways to the same file.
+    const auto twin = std::make_shared<MTPService>();
+    twin->setLocationID(device->locationID());
+    const std::shared_ptr<MTPService> borrowed(service.get(), [](MTPService*) {});
+    delegate->services[device->locationID()] = borrowed;
+    delegate->services["0" + device->locationID()] = twin;
+    other->setConfirmDelegate(delegate);
+    other->copyContentsDeviceToDevice(2, Array{Dictionary{{"FilePath", song("a.mp3")}}}, device->locationID(),
+                                      "0" + device->locationID(), 1, 0);
+    EXPECT_TRUE(tests::waitUntil([&] { return other->isIdle(); }));
+    EXPECT_EQ(resultStatuses(2), (Numbers{0x10000005}));
+    EXPECT_TRUE(delegate->asked.empty());
+    EXPECT_TRUE(isOnDevice("a.mp3"));
+    twin->releaseDeviceHeadNode();
+}
+
 TEST_F(BetweenDevicesTest, CancelledAtEitherSideOnlyWholeFilesStay) {
     const auto names = sendMany(30, 300'000);
     for (const bool atDestination : {false, true}) {
