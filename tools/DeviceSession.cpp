@@ -6,6 +6,7 @@
 #include "tools/DeviceSelection.h"
 #include "tools/ScreenText.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 
 namespace tool {
@@ -78,6 +79,13 @@ std::uint32_t DeviceSession::storageIndex(const std::string& wanted) const {
         known += fmt::format("\n  --storage {}  {}", index, safeText(label));
     }
     throw Failure(ExitStatus::usage, fmt::format("The device has no storage {}. It has:{}", safeText(wanted), known));
+}
+
+const platform::Dictionary& DeviceSession::storage(std::uint32_t index) const {
+    const auto found = std::find_if(_storages.begin(), _storages.end(), [index](const platform::Value& storage) {
+        return storage.dictionary()->uint32("diskIndex").value_or(0) == index;
+    });
+    return *(found == _storages.end() ? _storages.front() : *found).dictionary();
 }
 
 std::unique_ptr<DeviceSession> openDevice(const GlobalOptions& options,

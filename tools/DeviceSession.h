@@ -28,6 +28,8 @@ public:
     [[nodiscard]] const platform::Array& storages() const { return _storages; }
     /// The "diskIndex" of the storage that a person names by index or label; throws Failure when there is none.
     [[nodiscard]] std::uint32_t storageIndex(const std::string& wanted) const;
+    /// The storage of a "diskIndex" that storageIndex has answered.
+    [[nodiscard]] const platform::Dictionary& storage(std::uint32_t index) const;
 
 private:
     void readStorages();

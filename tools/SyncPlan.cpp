@@ -13,9 +13,13 @@ namespace {
 /// Folded names to the sizes that files of the name have.
 using Contents = std::map<std::string, std::set<std::uint64_t>>;
 
-Contents contentsOfDefaultFolders(MediaType type, DeviceTree& tree, const platform::Array& storages) {
+Contents contentsOfDefaultFolders(MediaType type, DeviceTree& tree, const platform::Array& storages,
+                                  const std::function<bool()>& isStopped) {
     Contents contents;
     for (const platform::Value& storage : storages) {
+        if (isStopped()) {
+            break;
+        }
         const auto path = storage.dictionary()->string(defaultFolderKey(type));
         const auto folder = path ? tree.findWhole(*path) : std::nullopt;
         if (!folder || !folder->isFolder) {
@@ -47,14 +51,14 @@ const char* defaultFolderKey(MediaType type) {
     }
 }
 
-std::vector<SyncAction> planSync(const std::vector<LocalFile>& files, DeviceTree& tree,
-                                 const platform::Array& storages) {
+std::vector<SyncAction> planSync(const std::vector<LocalFile>& files, DeviceTree& tree, const platform::Array& storages,
+                                 const std::function<bool()>& isStopped) {
     std::map<MediaType, Contents> held;
     std::vector<SyncAction> actions;
     for (const LocalFile& file : files) {
         const auto [contents, isNew] = held.try_emplace(file.type);
         if (isNew) {
-            contents->second = contentsOfDefaultFolders(file.type, tree, storages);
+            contents->second = contentsOfDefaultFolders(file.type, tree, storages, isStopped);
         }
         const auto found = contents->second.find(platform::caseFolded(file.name));
         if (found == contents->second.end()) {

@@ -15,9 +15,10 @@ enum class SyncAction {
     keep,    ///< one has, with this size
 };
 
-/// For each file, by the name (whatever its case) and size of what the storages' default folders hold now.
+/// For each file, by the name (whatever its case) and size of what the storages' default folders hold now. When
+/// `isStopped` says so the plan ends early and means nothing.
 [[nodiscard]] std::vector<SyncAction> planSync(const std::vector<LocalFile>& files, DeviceTree& tree,
-                                               const platform::Array& storages);
+                                               const platform::Array& storages, const std::function<bool()>& isStopped);
 
 /// The key of a storage's dictionary that holds the default folder of a kind of media.
 [[nodiscard]] const char* defaultFolderKey(MediaType type);

@@ -142,6 +142,17 @@ TransferSnapshot TransferProgress::snapshot() const {
     return currentSnapshot();
 }
 
+std::vector<std::size_t> TransferProgress::keptFiles() const {
+    const std::lock_guard lock(_mutex);
+    std::vector<std::size_t> kept;
+    for (std::size_t file = 0; file < _files.size(); ++file) {
+        if (_states[file] == FileState::kept) {
+            kept.push_back(file);
+        }
+    }
+    return kept;
+}
+
 bool TransferProgress::isDeviceGone() const {
     const std::lock_guard lock(_mutex);
     return _isDeviceGone;

@@ -79,6 +79,8 @@ public:
     void tick();
     [[nodiscard]] TransferSnapshot snapshot() const;
     [[nodiscard]] const std::vector<LocalFile>& files() const { return _files; }
+    /// The files (indexes) that stay as they are.
+    [[nodiscard]] std::vector<std::size_t> keptFiles() const;
     /// The device was gone at some file.
     [[nodiscard]] bool isDeviceGone() const;
 

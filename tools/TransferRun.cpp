@@ -59,6 +59,7 @@ void TransferRun::leaveOut(const std::vector<LeftOut>& entries) {
 }
 
 void TransferRun::begin(std::vector<LocalFile> files) {
+    _isCutShort = _environment.interrupt.isRequested();
     _progress = std::make_unique<TransferProgress>(std::move(files), *_printer);
     _observation.emplace("", [this](const platform::Notification& notification) { _progress->handle(notification); });
 }
@@ -118,7 +119,7 @@ ExitStatus TransferRun::finish() {
     _observation.reset();
     const TransferSnapshot snapshot = _progress->snapshot();
     _printer->summarise(snapshot, _skipped, _failed);
-    return snapshot.failed + _failed > 0 ? ExitStatus::someFailed : ExitStatus::done;
+    return _isCutShort || snapshot.failed + _failed > 0 ? ExitStatus::someFailed : ExitStatus::done;
 }
 
 MediaType requestType(const MTPService& service, const std::string& name) {

@@ -47,6 +47,8 @@ public:
     /// The files of the run, in the order of their requests. Notifications count from here.
     void begin(std::vector<LocalFile> files);
     [[nodiscard]] const std::vector<LocalFile>& files() const { return _progress->files(); }
+    /// The indexes of the files that stay as they are, as far as is known by now.
+    [[nodiscard]] std::vector<std::size_t> keptFiles() const { return _progress->keptFiles(); }
     /// The indexes of the files that fulfil the condition.
     [[nodiscard]] std::vector<std::size_t> filesWhere(const std::function<bool(const LocalFile&)>& condition) const;
 
@@ -74,6 +76,7 @@ private:
     std::size_t _skipped = 0;
     std::size_t _failed = 0;
     bool _saidStopping = false;
+    bool _isCutShort = false; ///< stopped before all files were known
 };
 
 /// The kind of media that a request for a device file is labelled with; what the service does not classify, and podcast

@@ -159,30 +159,45 @@ TEST_F(GetCommandTest, KilledAtAnyMomentAndRunAgainItEndsComplete) {
     EXPECT_TRUE(filesOf("device/Phone") == onDevice);
 }
 
-TEST_F(GetCommandTest, APutThatIsKilledAndRunAgainEndsComplete) {
+TEST_F(GetCommandTest, APutStoppedAtAnyMomentAndRunAgainEndsCompleteAndComesBack) {
     box.createDevice({"Phone:512M"});
     std::mt19937 random(21);
-    constexpr unsigned kFiles = 120;
+    constexpr unsigned kFiles = 150;
+    const char* const endings[] = {".mp3", ".jpg", ".mp4"};
+    const char* const folders[] = {"Sounds/", "DCIM/Camera/", "Videos/"};
+    std::map<std::string, std::string> wanted;
     for (unsigned file = 0; file < kFiles; ++file) {
         const unsigned size = file % 25 == 0 ? 1500000 : random() % 10000;
-        box.folder.write("music/" + std::to_string(1000 + file) + ".mp3",
-                         std::string(size, static_cast<char>(random())));
+        const std::string name = "ü " + std::to_string(1000 + file) + endings[file % 3];
+        wanted[folders[file % 3] + name] = std::string(size, static_cast<char>(random()));
+        box.folder.write("tree/" + std::to_string(file % 7) + "/" + name, wanted[folders[file % 3] + name]);
     }
-    const auto mine = filesOf("music");
-    const Texts command = {"put", "--no-metadata", "--overwrite", "never", box.path("music")};
-    for (int round = 0; round < 5; ++round) {
+    for (const char* other : {"Sounds/other.mp3", "notes.txt"}) {
+        wanted[other] = "was there";
+        box.folder.write(std::string("device/Phone/") + other, wanted[other]);
+    }
+    const auto mine = filesOf("tree");
+    const Texts command = {"put", "--no-metadata", "--overwrite", "never", box.path("tree")};
+    for (int round = 0; round < 8; ++round) {
         Texts arguments = command;
         arguments.insert(arguments.end(), {"--virtual", box.path("device")});
         ToolProcess process = box.start(arguments);
-        static_cast<void>(process.waitFor(Stream::out, "✓ " + box.path("music/") +
-                                                           oneOf(missing(mine, "device/Phone/Sounds"), random)));
-        process.signal(SIGKILL);
+        const std::string last = oneOf(missing(wanted, "device/Phone"), random);
+        static_cast<void>(process.waitFor(Stream::out, last.substr(last.rfind('/') + 1)));
+        process.signal(round % 3 == 2 ? SIGINT : SIGKILL);
         static_cast<void>(process.wait());
+        ASSERT_EQ(box.runOnDevice({"ls", "Phone"}).status, 0); // opens the device, which puts its folders in order
+        for (const auto& [name, content] : filesOf("device/Phone")) {
+            ASSERT_EQ(wanted.count(name), 1U) << name;
+            ASSERT_TRUE(wanted.at(name) == content) << name << " is not whole";
+        }
     }
     const ToolResult last = box.runOnDevice(command);
     EXPECT_EQ(last.status, 0) << last.out << last.err;
-    EXPECT_TRUE(filesOf("device/Phone/Sounds") == mine);
-    EXPECT_TRUE(filesOf("music") == mine);
+    EXPECT_TRUE(filesOf("device/Phone") == wanted) << testing::PrintToString(box.filesBelow("device/Phone"));
+    EXPECT_TRUE(filesOf("tree") == mine);
+    EXPECT_EQ(box.runOnDevice({"get", "-r", "Phone", "-o", box.path("back")}).status, 0);
+    EXPECT_TRUE(filesOf("back/Phone") == wanted);
 }
 
 TEST_F(GetCommandTest, PlayPrintsWhereTheCopyIsAndUsesItAgain) {

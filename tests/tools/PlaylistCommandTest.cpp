@@ -109,6 +109,16 @@ TEST_F(PlaylistCommandTest, WhatIsPutCanGoIntoAList) {
     ASSERT_EQ(box.runOnDevice({"put", "--playlist", "Fresh", song}).status, 0);
     ASSERT_EQ(box.runOnDevice({"put", "--playlist", "FRESH", box.folder.write("newer.mp3", "newer")}).status, 0);
     EXPECT_EQ(shown("fresh"), (Texts{"Phone/Sounds/new.mp3", "Phone/Sounds/newer.mp3"}));
+    // What is there already and stays goes into the list as well, once.
+    const Texts again = {"put", "--playlist", "Other", "--overwrite", "never", "--storage", "Phone", song};
+    for (const char* extra : {"B.mp3", "third.mp3", "third.mp3"}) {
+        Texts arguments = again;
+        arguments.push_back(box.folder.write(std::string("local/") + extra, "content"));
+        const ToolResult result = box.runOnDevice(arguments);
+        EXPECT_EQ(result.status, 0) << result.out << result.err;
+    }
+    EXPECT_EQ(shown("Other"), (Texts{"Phone/Sounds/new.mp3", "Phone/Sounds/b.mp3", "Phone/Sounds/third.mp3"}));
+    EXPECT_EQ(box.content("device/Phone/Sounds/b.mp3"), "Phone/Sounds/b.mp3");
 }
 
 TEST_F(PlaylistCommandTest, WrongUse) {

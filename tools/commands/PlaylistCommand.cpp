@@ -87,39 +87,53 @@ ExitStatus remove(Environment& environment, const std::vector<std::string>& name
     return status;
 }
 
-/// The playlist's own file. It is looked up first, so that the service takes exactly that.
-void exportOwnFile(DeviceSession& session, const Playlist& playlist, const fs::path& target) {
+/// The playlist's own file, received like any other file, so that a person can stop it.
+ExitStatus exportOwnFile(Environment& environment, DeviceSession& session, const Playlist& playlist,
+                         const fs::path& target) {
     DeviceTree tree(session);
     const platform::Dictionary& storage = *session.storages().front().dictionary();
-    const std::string folder =
+    const std::string path =
         playlist.information.string("FilePath")
             .value_or(storage.string(defaultFolderKey(MediaTypePlaylist)).value_or("") + "/" + playlist.name + ".pla");
-    if (!tree.findWhole(folder)) {
+    const auto file = tree.findWhole(path);
+    if (!file) {
         throw Failure(ExitStatus::someFailed, "The device does not show the file of " + safeText(playlist.name) + ".");
     }
     const PassingFolder passing(target.has_parent_path() ? target.parent_path() : fs::path("."));
+    const std::string name = "playlist"; // the device's name for it need not be one for this disk
+    const MediaType type = requestType(session.service(), file->name);
+    TransferRun run(environment, "written", TransferRun::Told::failuresOnly);
+    run.begin({{file->path, file->path, name, file->size, type}});
+    run.request(session.service(), {0}, [&](std::uint32_t serviceID) {
+        session.service().copyContentsDeviceToMac(serviceID, contentsOf(run.files(), {0}), passing.path().string(),
+                                                  type, std::nullopt);
+    });
+    if (const ExitStatus status = run.finish(); status != ExitStatus::done) {
+        return status;
+    }
     std::error_code error;
-    if (session.service().readPlaylistFromDevice(playlist.name, passing.path().string(), MediaTypePlaylist)) {
-        fs::rename(passing.path() / (playlist.name + ".pla"), target, error);
-    } else {
-        error = std::make_error_code(std::errc::io_error);
-    }
+    fs::rename(passing.path() / name, target, error);
     if (error) {
-        throw Failure(ExitStatus::someFailed, "The playlist's file could not be copied: " + error.message());
+        throw Failure(ExitStatus::someFailed, safeText(target.string()) + " cannot be written: " + error.message());
     }
+    return ExitStatus::done;
 }
 
-void exportEntries(Environment& environment, DeviceSession& session, const Playlist& playlist,
-                   const std::string& target) {
+ExitStatus exportEntries(Environment& environment, DeviceSession& session, const Playlist& playlist,
+                         const std::string& target) {
     DeviceTree tree(session);
     const MusicFinder music(tree, session.storages(), [&] { return environment.interrupt.isRequested(); });
     std::vector<std::string> entries;
     for (const PlaylistChild& child : Playlists(session).children(playlist)) {
         entries.push_back(music.entryFor(child.path));
     }
+    if (environment.interrupt.isRequested()) {
+        throw Failure(ExitStatus::someFailed, "Stopped; " + safeText(target) + " is not written.");
+    }
     if (const std::error_code error = platform::writeFileAtomically(target, playlistText(entries))) {
         throw Failure(ExitStatus::someFailed, safeText(target) + " cannot be written: " + error.message());
     }
+    return ExitStatus::done;
 }
 
 ExitStatus exportTo(Environment& environment, OverwriteMode mode, const std::string& name, const std::string& target) {
@@ -131,16 +145,15 @@ ExitStatus exportTo(Environment& environment, OverwriteMode mode, const std::str
         bool isNotAsk = false;
         if (!run.question(mode, "here")->confirmOverwrite(target, isNotAsk)) {
             environment.console.say(safeText(target) + " stays as it is.");
-            return ExitStatus::done;
+            return environment.interrupt.isRequested() ? ExitStatus::someFailed : ExitStatus::done;
         }
     }
-    if (target.ends_with(".pla")) {
-        exportOwnFile(*session, playlist, target);
-    } else {
-        exportEntries(environment, *session, playlist, target);
+    const ExitStatus status = target.ends_with(".pla") ? exportOwnFile(environment, *session, playlist, target)
+                                                       : exportEntries(environment, *session, playlist, target);
+    if (status == ExitStatus::done) {
+        environment.console.say(safeText(playlist.name) + " is written to " + safeText(target) + ".");
     }
-    environment.console.say(safeText(playlist.name) + " is written to " + safeText(target) + ".");
-    return ExitStatus::done;
+    return status;
 }
 
 void addQueries(Commands& commands, CLI::App& group) {

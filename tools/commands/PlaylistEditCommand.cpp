@@ -6,6 +6,7 @@
 #include "tools/CommandOptions.h"
 #include "tools/DeviceSession.h"
 #include "tools/MusicFinder.h"
+#include "tools/PlaylistAdding.h"
 #include "tools/PlaylistFile.h"
 #include "tools/Playlists.h"
 #include "tools/ScreenText.h"
@@ -97,14 +98,6 @@ void sayLeftOut(Environment& environment, const std::vector<LeftOut>& entries) {
     }
 }
 
-std::vector<LocalFile> asRunFiles(const std::vector<DeviceEntry>& entries) {
-    std::vector<LocalFile> files;
-    for (const DeviceEntry& entry : entries) {
-        files.push_back({entry.path, entry.path, entry.name, 0, MediaTypePlaylist}); // no bytes are moved
-    }
-    return files;
-}
-
 ExitStatus create(Environment& environment, const EditOptions& options) {
     const auto session = openDevice(environment.options, nullptr);
     if (const auto taken = Playlists(*session).find(options.name)) {
@@ -133,31 +126,14 @@ ExitStatus create(Environment& environment, const EditOptions& options) {
 
 ExitStatus add(Environment& environment, const EditOptions& options) {
     const auto session = openDevice(environment.options, nullptr);
-    const Playlists playlists(*session);
-    const Playlist playlist = playlists.get(options.name);
+    const Playlist playlist = Playlists(*session).get(options.name);
     Sources sources(environment, *session);
     for (const std::string& source : options.sources) {
         sources.add(source);
     }
-    std::set<std::string> present;
-    for (const PlaylistChild& child : playlists.children(playlist)) {
-        present.insert(child.path);
-    }
     TransferRun run(environment, "added");
     run.leaveOut(sources.leftOut);
-    run.begin(asRunFiles(sources.files));
-    std::vector<std::size_t> files;
-    for (std::size_t file = 0; file < run.files().size(); ++file) {
-        if (present.insert(run.files()[file].path).second) {
-            files.push_back(file);
-        } else {
-            run.keep(file, "is in the playlist already");
-        }
-    }
-    run.request(session->service(), files, [&](std::uint32_t serviceID) {
-        session->service().addContentsToPlaylist(serviceID, contentsOf(run.files(), files), MediaTypePlaylist,
-                                                 playlist.name);
-    });
+    addToPlaylist(run, *session, playlist, sources.files);
     return run.finish();
 }
 
@@ -195,7 +171,7 @@ ExitStatus removeEntries(Environment& environment, const EditOptions& options) {
             run.leaveOut({name, problem, true});
             continue;
         }
-        files.push_back({child->path, child->path, platform::lastPathComponent(child->path), 0, MediaTypePlaylist});
+        files.push_back(asRunFile(child->path, platform::lastPathComponent(child->path)));
         objectIDs.push_back(child->objectID);
         children.erase(children.begin() + (child - children.data())); // an entry goes once
     }

@@ -4,8 +4,10 @@
 #include "tools/DeviceSession.h"
 #include "tools/HostSetup.h"
 #include "tools/MediaPlan.h"
+#include "tools/PlaylistAdding.h"
 #include "tools/Playlists.h"
 #include "tools/ScreenText.h"
+#include "tools/SyncPlan.h"
 #include "tools/TransferRun.h"
 
 #include <memory>
@@ -42,7 +44,8 @@ public:
         });
         send(session->service(), storage, playlist);
         const ExitStatus status = _run.finish();
-        return _isNothingKnown ? ExitStatus::someFailed : status;
+        const bool isListed = !playlist || listKept(*session, storage, *playlist) == ExitStatus::done;
+        return _isNothingKnown || !isListed ? ExitStatus::someFailed : status;
     }
 
 private:
@@ -86,6 +89,28 @@ private:
         }
     }
 
+    /// The service puts into the playlist what it sends; what stayed as it was on the device belongs there as well.
+    ExitStatus listKept(DeviceSession& session, std::uint32_t storage, const std::string& playlist) {
+        const std::vector<std::size_t> kept = _run.keptFiles();
+        if (kept.empty() || _run.isOver()) {
+            return ExitStatus::done;
+        }
+        TransferRun run(_environment, "added", TransferRun::Told::failuresOnly);
+        DeviceTree tree(session);
+        std::vector<DeviceEntry> entries;
+        for (const std::size_t file : kept) {
+            const LocalFile& local = _run.files()[file];
+            const std::string folder = session.storage(storage).string(defaultFolderKey(local.type)).value_or("");
+            if (auto entry = tree.findWhole(folder + "/" + local.name)) {
+                entries.push_back(*std::move(entry));
+            } else {
+                run.leaveOut({local.shownPath, "cannot be found on the device for the playlist", true});
+            }
+        }
+        addToPlaylist(run, session, Playlists(session).get(playlist), entries);
+        return run.finish();
+    }
+
     Environment& _environment;
     const PutOptions& _options;
     TransferRun _run;
@@ -111,7 +136,7 @@ void addPutCommand(Commands& commands) {
     addTypeOption(*command, options->type, "What the files are: auto (the default), music, image or video");
     addOverwriteOption(*command, options->overwrite);
     addStorageOption(*command, options->storage, "The storage, by number or label (0 by default)");
-    command->add_option("--playlist", options->playlist, "Add what is sent to this playlist; made when missing")
+    command->add_option("--playlist", options->playlist, "Have all of them in this playlist, also those kept; made when missing")
         ->type_name("NAME");
     command->add_flag("--no-metadata", options->noMetadata, "Send without reading titles, sizes and lengths");
     command->add_option("FILE", options->paths, "Files and folders")->required();

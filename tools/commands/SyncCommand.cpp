@@ -43,10 +43,13 @@ public:
         }
         // Changed files are replaced: that is what synchronising is.
         const auto session = openDevice(_environment.options, _run.question(OverwriteMode::always, "on the device"));
-        MediaPlan plan =
-            planMedia({_options.folder}, _options.type, [this] { return _environment.interrupt.isRequested(); });
+        const auto isStopped = [this] { return _environment.interrupt.isRequested(); };
+        MediaPlan plan = planMedia({_options.folder}, _options.type, isStopped);
         DeviceTree tree(*session);
-        _actions = planSync(plan.files, tree, session->storages());
+        _actions = planSync(plan.files, tree, session->storages(), isStopped);
+        if (isStopped()) { // half a plan is none
+            throw Failure(ExitStatus::someFailed, "Stopped; nothing was changed.");
+        }
         return _options.isDryRun ? tellPlan(plan) : carryOut(session->service(), std::move(plan));
     }
 
