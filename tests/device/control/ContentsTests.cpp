@@ -110,6 +110,27 @@ TEST_F(ContentsTest, aDeviceThatGoesAwayLeavesNoHalfListing) {
     EXPECT_TRUE(control.enumeratorMediaFiles(device, phone, "/My Phone/Phone", {"mp3"}));
 }
 
+TEST_F(ContentsTest, aWalkWhoseNodesGoAwayUnderItBeginsAnew) {
+    const auto walk = [&] {
+        return values(control.enumeratorBackupFiles(device, phone, "/My Phone/Phone"), "FileName");
+    };
+    constexpr DGSTATUS goesOn = DGSTATUS_IGNORED_SUCCESS;
+    constexpr DGSTATUS gone = DGSTATUS_NODE_IS_NOT_EXISTED;
+    const Names all = walk();
+    library.answer("mtpGetFileListHead", {goesOn, gone}); // the root is read, its first folder is not there any more
+    EXPECT_EQ(walk(), all) << "each file once";
+    library.answer("mtpGetNextFileNode", {gone});
+    library.answer("mtpGetNextSiblingFolderNode", {gone});
+    EXPECT_EQ(walk(), all) << "a list that breaks off is read anew";
+    // What is not there the third time either is passed over.
+    library.answer("mtpGetFileListHead", {goesOn, gone, goesOn, gone, goesOn, gone});
+    Names others = all;
+    std::erase(others, "h.mp3");
+    EXPECT_EQ(walk(), others);
+    library.answer("mtpGetFileListHead", {gone});
+    EXPECT_EQ(control.enumeratorBackupFiles(device, phone, "/My Phone/Phone"), std::nullopt) << "the one asked for";
+}
+
 TEST_F(ContentsTest, aFolderThatContainsItselfIsEnteredOnce) {
     library.childrenOf(rock).folders.push_back(music);
     library.childrenOf(quiet).folders.push_back(quiet);
