@@ -10,6 +10,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 extern char** environ;
 
@@ -89,6 +90,13 @@ Run runProgram(const std::vector<std::string>& command, const std::vector<std::s
     return run;
 }
 
+void require(const Run& run, const char* what) {
+    if (run.status != 0) {
+        std::fprintf(stderr, "%s ended with status %d\n", what, run.status);
+        std::exit(1);
+    }
+}
+
 double seconds(const std::function<void()>& work) {
     const auto start = Clock::now();
     work();
@@ -109,6 +117,49 @@ Folder::Folder(const std::string& name)
 Folder::~Folder() {
     std::error_code ignored;
     std::filesystem::remove_all(_path, ignored);
+}
+
+Device::Device(std::string program, const std::filesystem::path& work)
+    : _program(std::move(program))
+    , _folder(work / "device")
+    , _environment{"HOME=" + (work / "home").string(), "XDG_CONFIG_HOME=" + (work / "home/.config").string()} {
+    std::filesystem::create_directories(work / "home");
+    require(runProgram({_program, "virtual", "create", _folder.string(), "--name", "Bench", "--storage", "Phone:16G"},
+                       _environment),
+            "virtual create");
+}
+
+Run Device::run(std::vector<std::string> arguments, const std::function<void(const std::string&)>& onLine) const {
+    arguments.insert(arguments.begin(), {_program, "--virtual", _folder.string()});
+    return runProgram(arguments, _environment, onLine);
+}
+
+Run Device::run(const std::vector<std::string>& arguments, std::vector<double>& resultSeconds) const {
+    std::vector<std::string> all = {"--json"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const auto start = Clock::now();
+    return run(all, [&](const std::string& line) {
+        if (line.find("TRASFER_RESULT") != std::string::npos) {
+            resultSeconds.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+        }
+    });
+}
+
+void printQuarters(const char* title, const std::vector<std::vector<double>>& runs) {
+    constexpr std::size_t quarters = 4;
+    constexpr double millisecondsPerSecond = 1000;
+    std::printf("%s: ms a file, medians of the four quarters:", title);
+    for (std::size_t quarter = 0; quarter < quarters; ++quarter) {
+        std::vector<double> values;
+        for (const std::vector<double>& moments : runs) {
+            const std::size_t length = moments.size() / quarters;
+            const std::size_t first = quarter * length;
+            values.push_back((moments[first + length - 1] - moments[first]) * millisecondsPerSecond /
+                             static_cast<double>(length - 1));
+        }
+        std::printf(" %.3f", median(values));
+    }
+    std::printf("\n");
 }
 
 void writeFile(const std::filesystem::path& path, std::uint64_t size, std::uint64_t seed) {

@@ -24,6 +24,9 @@ struct Run {
 [[nodiscard]] Run runProgram(const std::vector<std::string>& command, const std::vector<std::string>& environment = {},
                              const std::function<void(const std::string&)>& onLine = {});
 
+/// Ends this program when that one failed.
+void require(const Run& run, const char* what);
+
 [[nodiscard]] double seconds(const std::function<void()>& work);
 [[nodiscard]] double median(std::vector<double> values);
 
@@ -39,6 +42,26 @@ public:
 private:
     std::filesystem::path _path;
 };
+
+/// A new virtual device "Bench" with one large storage "Phone", and mtpservice on it with a home of its own.
+class Device {
+public:
+    /// `program` is the path of mtpservice; all lies in the folder `work`.
+    Device(std::string program, const std::filesystem::path& work);
+
+    Run run(std::vector<std::string> arguments, const std::function<void(const std::string&)>& onLine = {}) const;
+    /// Runs with --json and answers when each file's result came, in seconds from the start.
+    Run run(const std::vector<std::string>& arguments, std::vector<double>& resultSeconds) const;
+    [[nodiscard]] std::filesystem::path storage() const { return _folder / "Phone"; }
+
+private:
+    std::string _program;
+    std::filesystem::path _folder;
+    std::vector<std::string> _environment;
+};
+
+/// Prints what a file took in each quarter of the runs whose results came at these moments, medians of the runs.
+void printQuarters(const char* title, const std::vector<std::vector<double>>& runs);
 
 /// A file of pseudo-random bytes, so that no file system can save work on it.
 void writeFile(const std::filesystem::path& path, std::uint64_t size, std::uint64_t seed);

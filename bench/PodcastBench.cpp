@@ -16,13 +16,6 @@ namespace {
 
 constexpr std::uint64_t episodeBytes = 64 << 10;
 
-void require(const bench::Run& run, const char* what) {
-    if (run.status != 0) {
-        std::fprintf(stderr, "%s ended with status %d\n", what, run.status);
-        std::exit(1);
-    }
-}
-
 /// The episodes' files and, beside their folder, a feed with the usual length of texts.
 void writeChannel(const std::filesystem::path& folder, std::size_t count) {
     std::filesystem::create_directories(folder / "media");
@@ -42,23 +35,16 @@ double plainCopy(const std::filesystem::path& source, const std::filesystem::pat
     std::filesystem::create_directories(work);
     sync();
     const bench::Run run = bench::runProgram({"cp", "-r", (source / "media").string(), (work / "copy").string()});
-    require(run, "cp");
+    bench::require(run, "cp");
     return run.seconds;
 }
 
 double put(const std::filesystem::path& source, const std::filesystem::path& work) {
-    const std::string device = (work / "device").string();
-    const std::vector<std::string> home = {"HOME=" + (work / "home").string(),
-                                           "XDG_CONFIG_HOME=" + (work / "home/.config").string()};
-    std::filesystem::create_directories(work / "home");
-    require(bench::runProgram(
-                {MTPSERVICE_BINARY, "virtual", "create", device, "--name", "Bench", "--storage", "Phone:16G"}, home),
-            "virtual create");
+    const bench::Device device(MTPSERVICE_BINARY, work);
     sync();
-    const bench::Run run = bench::runProgram({MTPSERVICE_BINARY, "--virtual", device, "podcast", "put", "--no-metadata",
-                                              "--media", (source / "media").string(), (source / "feed.rss").string()},
-                                             home);
-    require(run, "podcast put");
+    const bench::Run run = device.run(
+        {"podcast", "put", "--no-metadata", "--media", (source / "media").string(), (source / "feed.rss").string()});
+    bench::require(run, "podcast put");
     return run.seconds;
 }
 
