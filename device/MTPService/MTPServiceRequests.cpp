@@ -24,6 +24,41 @@ const void* address(const Contents& contents) {
     return contents ? &*contents : nullptr;
 }
 
+/// An operation of the application's on its way into the queue. Both outcomes answer true, as the operations do.
+class Enqueueing {
+public:
+    using Text = MTPServicePrivate::Text;
+    using Locking = MTPServicePrivate::QueueLocking;
+
+    Enqueueing(MTPServicePrivate& service, std::uint32_t serviceID, std::uint32_t mediaType, Text location)
+        : _service(service)
+        , _serviceID(serviceID)
+        , _mediaType(mediaType)
+        , _location(std::move(location)) {}
+
+    bool refuse() const {
+        _service.refuse(_serviceID, _mediaType, _location);
+        return true;
+    }
+    /// `fill` adds to the request what this operation's job needs.
+    template <typename Fill>
+    bool queue(ServiceCommand command, const Contents& contents, const Fill& fill, Locking locking = Locking::tryOnce,
+               MTPServicePrivate::Refusal refusal = MTPServicePrivate::Refusal::told) const {
+        auto request = _service.newRequest(_serviceID, command, _mediaType, contents, _location);
+        if (request != nullptr) {
+            fill(*request);
+            _service.enqueue(std::move(request), locking, refusal, _location);
+        }
+        return true;
+    }
+
+private:
+    MTPServicePrivate& _service;
+    std::uint32_t _serviceID;
+    std::uint32_t _mediaType;
+    Text _location;
+};
+
 } // namespace
 
 std::unique_ptr<_serviceinfo> MTPServicePrivate::newRequest(std::uint32_t serviceID, ServiceCommand command,
@@ -49,76 +84,61 @@ bool MTPServicePrivate::copyContentsMacToDevice(std::uint32_t serviceID, const C
                                                 std::uint32_t mediaType, std::uint32_t storageIndex,
                                                 const Text& playlistName) {
     const MethodTrace trace(6);
-    const Text location = _currentLocationID.get();
+    const Enqueueing operation(*this, serviceID, mediaType, _currentLocationID.get());
     if (isEmpty(contents)) {
         QD_LOG(3, "Meida Contents Count is 0");
-        refuse(serviceID, mediaType, location);
-        return true;
+        return operation.refuse();
     }
     const Text folder = defaultMediaPath(storageIndex, mediaType);
     if (!folder) {
         QD_LOG(3, "Get Default Path is failed. current Location ID = 0x%08x", locationNumber());
-        refuse(serviceID, mediaType, location);
-        return true;
+        return operation.refuse();
     }
-    auto request = newRequest(serviceID, FS_COMMAND_QD_COPY_TO_DEVICE_CONTENTS, mediaType, contents, location);
-    if (request != nullptr) {
-        request->destinationPath = folder;
-        request->storageIndex = storageIndex;
-        request->playlistName = playlistName;
-        enqueue(std::move(request), QueueLocking::tryOnce, Refusal::told, location);
-    }
-    return true;
+    return operation.queue(FS_COMMAND_QD_COPY_TO_DEVICE_CONTENTS, contents, [&](_serviceinfo& request) {
+        request.destinationPath = folder;
+        request.storageIndex = storageIndex;
+        request.playlistName = playlistName;
+    });
 }
 
 bool MTPServicePrivate::copyContentsDeviceToMac(std::uint32_t serviceID, const Contents& contents,
                                                 const Text& destinationPath, std::uint32_t mediaType,
                                                 const Text& playlistName) {
     const MethodTrace trace(6);
-    const Text location = _currentLocationID.get();
+    const Enqueueing operation(*this, serviceID, mediaType, _currentLocationID.get());
     if (isEmpty(contents)) {
         QD_LOG(3, "Contents Count is 0");
-        refuse(serviceID, mediaType, location);
-        return true;
+        return operation.refuse();
     }
-    auto request = newRequest(serviceID, FS_COMMAND_QD_COPY_TO_MAC_CONTENTS, mediaType, contents, location);
-    if (request != nullptr) {
-        request->destinationPath = destinationPath;
-        request->playlistName = playlistName;
-        enqueue(std::move(request), QueueLocking::tryOnce, Refusal::told, location);
-    }
-    return true;
+    return operation.queue(FS_COMMAND_QD_COPY_TO_MAC_CONTENTS, contents, [&](_serviceinfo& request) {
+        request.destinationPath = destinationPath;
+        request.playlistName = playlistName;
+    });
 }
 
 bool MTPServicePrivate::copyContentsDeviceToDevice(std::uint32_t serviceID, const Contents& contents,
                                                    const Text& srcLocationId, const Text& destLocationId,
                                                    std::uint32_t mediaType, std::uint32_t destStorageIndex) {
     const MethodTrace trace(6);
+    const Enqueueing operation(*this, serviceID, mediaType, srcLocationId);
     if (isEmpty(contents)) {
         QD_LOG(3, "Meida Contents Count is 0");
-        refuse(serviceID, mediaType, srcLocationId);
-        return true;
+        return operation.refuse();
     }
     if (!srcLocationId || !destLocationId) {
         QD_LOG(3, "Input Parameter is invalid.");
-        refuse(serviceID, mediaType, srcLocationId);
-        return true;
+        return operation.refuse();
     }
     const Text folder = folderOnOtherDevice(*destLocationId, mediaType, destStorageIndex);
     if (!folder) {
-        refuse(serviceID, mediaType, srcLocationId);
-        return true;
+        return operation.refuse();
     }
-    auto request =
-        newRequest(serviceID, FS_COMMAND_QD_COPY_DEVICE_TO_DEVICE_CONTENTS, mediaType, contents, srcLocationId);
-    if (request != nullptr) {
-        request->destinationPath = folder;
-        request->destLocationID = destLocationId;
-        request->srcLocationID = srcLocationId;
-        request->storageIndex = destStorageIndex;
-        enqueue(std::move(request), QueueLocking::tryOnce, Refusal::told, srcLocationId);
-    }
-    return true;
+    return operation.queue(FS_COMMAND_QD_COPY_DEVICE_TO_DEVICE_CONTENTS, contents, [&](_serviceinfo& request) {
+        request.destinationPath = folder;
+        request.destLocationID = destLocationId;
+        request.srcLocationID = srcLocationId;
+        request.storageIndex = destStorageIndex;
+    });
 }
 
 MTPServicePrivate::Text MTPServicePrivate::folderOnOtherDevice(const std::string& locationID, std::uint32_t mediaType,
@@ -162,45 +182,38 @@ MTPServicePrivate::Text MTPServicePrivate::folderOnOtherDevice(const std::string
 bool MTPServicePrivate::deleteContents(std::uint32_t serviceID, const Contents& contents, std::uint32_t mediaType,
                                        std::uint32_t diskIndex) {
     const MethodTrace trace(6);
-    const Text location = _currentLocationID.get();
+    const Enqueueing operation(*this, serviceID, mediaType, _currentLocationID.get());
     if (isEmpty(contents)) {
         QD_LOG(3, "Contents Count is 0");
-        refuse(serviceID, mediaType, location);
-        return true;
+        return operation.refuse();
     }
     Text podcastFolder;
     if (mediaType == MediaTypePodcast) {
         podcastFolder = defaultMediaPath(diskIndex, mediaType);
         if (!podcastFolder) {
             QD_LOG(3, "Get Podcast Default Path is failed. Current Locaiton ID = 0x%08x", locationNumber());
-            refuse(serviceID, mediaType, location);
-            return true;
+            return operation.refuse();
         }
     }
-    auto request = newRequest(serviceID, FS_COMMAND_QD_DELETE_CONTENTS, mediaType, contents, location);
-    if (request != nullptr) {
-        request->destinationPath = podcastFolder;
-        request->storageIndex = diskIndex;
-        enqueue(std::move(request), QueueLocking::wait, Refusal::told, location);
-    }
-    return true;
+    return operation.queue(
+        FS_COMMAND_QD_DELETE_CONTENTS, contents,
+        [&](_serviceinfo& request) {
+            request.destinationPath = podcastFolder;
+            request.storageIndex = diskIndex;
+        },
+        QueueLocking::wait);
 }
 
 bool MTPServicePrivate::syncContents(std::uint32_t serviceID, const Contents& contents, std::uint32_t mediaType,
                                      bool isStartInternal) {
     const MethodTrace trace(6);
-    const Text location = _currentLocationID.get();
+    const Enqueueing operation(*this, serviceID, mediaType, _currentLocationID.get());
     if (isEmpty(contents)) {
         QD_LOG(3, "Contents Count is 0");
-        refuse(serviceID, mediaType, location);
-        return true;
+        return operation.refuse();
     }
-    auto request = newRequest(serviceID, FS_COMMAND_QD_SYNC_CONTENTS, mediaType, contents, location);
-    if (request != nullptr) {
-        request->isStartInternal = isStartInternal ? 1 : 0;
-        enqueue(std::move(request), QueueLocking::tryOnce, Refusal::told, location);
-    }
-    return true;
+    return operation.queue(FS_COMMAND_QD_SYNC_CONTENTS, contents,
+                           [&](_serviceinfo& request) { request.isStartInternal = isStartInternal ? 1 : 0; });
 }
 
 bool MTPServicePrivate::addContentsToPlaylist(std::uint32_t serviceID, const Contents& contents,
@@ -225,47 +238,40 @@ bool MTPServicePrivate::deleteContentsAtPlaylist(std::uint32_t serviceID, const 
 void MTPServicePrivate::enqueuePlaylistEdit(ServiceCommand command, QueueLocking locking, std::uint32_t serviceID,
                                             const Contents& contents, std::uint32_t mediaType,
                                             const Text& playlistName) {
-    const Text location = _currentLocationID.get();
+    const Enqueueing operation(*this, serviceID, mediaType, _currentLocationID.get());
     if (isEmpty(contents) || !playlistName || mediaType != MediaTypePlaylist) {
         QD_LOG(3, "Input parameter is invalid. contents = %p, playlistName = %@, mediaType = %d", address(contents),
                playlistName, mediaType);
-        refuse(serviceID, mediaType, location);
+        operation.refuse();
         return;
     }
-    auto request = newRequest(serviceID, command, mediaType, contents, location);
-    if (request != nullptr) {
-        request->playlistName = playlistName;
-        enqueue(std::move(request), locking, Refusal::told, location);
-    }
+    operation.queue(
+        command, contents, [&](_serviceinfo& request) { request.playlistName = playlistName; }, locking);
 }
 
 bool MTPServicePrivate::renameContent(std::uint32_t serviceID, const Text& path, const Text& newName) {
     const MethodTrace trace(6);
-    const Text location = _currentLocationID.get();
+    const Enqueueing operation(*this, serviceID, MediaTypeNone, _currentLocationID.get());
     if (!path || !newName) {
         QD_LOG(3, "Input Parameter is invalid.");
-        refuse(serviceID, MediaTypeNone, location);
-        return true;
+        return operation.refuse();
     }
-    auto request = newRequest(serviceID, FS_COMMAND_MTP_RENAME_FILE, MediaTypeNone, std::nullopt, location);
-    if (request != nullptr) {
-        request->sourcePath = path;
-        request->destinationPath = newName;
-        enqueue(std::move(request), QueueLocking::tryOnce, Refusal::told, location);
-    }
-    return true;
+    return operation.queue(FS_COMMAND_MTP_RENAME_FILE, std::nullopt, [&](_serviceinfo& request) {
+        request.sourcePath = path;
+        request.destinationPath = newName;
+    });
 }
 
 MTPServicePrivate::Text MTPServicePrivate::copyContentToPlay(std::uint32_t serviceID, std::uint32_t diskIndex,
                                                              std::uint32_t mediaType,
                                                              const platform::Dictionary& fileInformation) {
     const MethodTrace trace(6);
-    const Text location = _currentLocationID.get();
+    const Enqueueing operation(*this, serviceID, mediaType, _currentLocationID.get());
     const Text source = fileInformation.string("FilePath");
     const Text localPath = source ? localCopyPath(*source) : std::nullopt;
     if (!localPath) {
         QD_LOG(3, "Media File Path Value is nil");
-        refuse(serviceID, mediaType, location);
+        operation.refuse();
         return std::nullopt;
     }
     Text nodeID = indexedNode(*source);
@@ -273,18 +279,19 @@ MTPServicePrivate::Text MTPServicePrivate::copyContentToPlay(std::uint32_t servi
     if (isExistContentFromMac(fileInformation, &foundNode)) {
         return localPath;
     }
-    auto request = newRequest(serviceID, FS_COMMAND_MTP_PLAY_FILE, mediaType, std::nullopt, location);
-    if (request != nullptr) {
-        request->sourcePath = source;
-        request->destinationPath = localPath;
-        request->storageIndex = diskIndex;
-        if (!nodeID) {
-            nodeID = foundNode;
-        }
-        if (nodeID) {
-            request->contents = *nodeID;
-        }
-        enqueue(std::move(request), QueueLocking::tryOnce, Refusal::silent, location);
-    }
+    operation.queue(
+        FS_COMMAND_MTP_PLAY_FILE, std::nullopt,
+        [&](_serviceinfo& request) {
+            request.sourcePath = source;
+            request.destinationPath = localPath;
+            request.storageIndex = diskIndex;
+            if (!nodeID) {
+                nodeID = foundNode;
+            }
+            if (nodeID) {
+                request.contents = *nodeID;
+            }
+        },
+        QueueLocking::tryOnce, Refusal::silent);
     return std::nullopt;
 }
