@@ -48,7 +48,7 @@ void LocalCopier::run() {
         }
         const Work work = *_work;
         lock.unlock();
-        const bool isPrepared = _copy->prepare(_service, work.source, work.target, work.stop);
+        const bool isPrepared = _copy->prepare(_service, _folders, work.source, work.target, work.stop);
         lock.lock();
         _isPrepared = isPrepared;
         _work.reset();

@@ -5,11 +5,25 @@
 #include "platform/AtomicFile.h"
 
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <stop_token>
 #include <string>
 #include <thread>
+
+/// Folders of local copies that are there and have room, as was found a moment ago, so that many small files into one
+/// folder do not ask for each. One thread at a time.
+class LocalFolders {
+public:
+    /// Makes the folder where it is missing and sees to it that the copy of a file of this size leaves enough space
+    /// free on the disk. Failures are logged.
+    bool prepare(const MTPServicePrivate& service, const std::string& folder, std::uint64_t size);
+
+private:
+    std::string _folder;     ///< the one that was looked at last
+    std::uint64_t _room = 0; ///< bytes that may be copied into it before it is looked at again
+};
 
 /// The local copy of one file on a device, made in two steps: prepared aside, then kept. What was prepared and not kept
 /// is gone with the object. Failures are logged. One thread at a time.
@@ -17,8 +31,8 @@ class LocalCopy {
 public:
     /// Copies a local file beside the place of the local copy of `target`, a device path; nothing is copied when an
     /// up-to-date copy is there. false when there is nothing to keep.
-    bool prepare(const MTPServicePrivate& service, const std::string& source, const std::string& target,
-                 const std::stop_token& stop);
+    bool prepare(const MTPServicePrivate& service, LocalFolders& folders, const std::string& source,
+                 const std::string& target, const std::stop_token& stop);
     bool keep();
 
 private:
@@ -54,6 +68,7 @@ private:
     const MTPServicePrivate& _service;
     std::mutex _mutex;
     std::condition_variable _changed;
+    LocalFolders _folders;          ///< the thread's
     std::optional<Work> _work;      ///< what is to be done, or is being done
     std::optional<LocalCopy> _copy; ///< the thread's while there is work, else the job's
     bool _isPrepared = false;
