@@ -144,6 +144,8 @@ TEST_F(BetweenDevicesTest, WhatIsThereIsAskedAboutAndBadEntriesFailAlone) {
 TEST_F(BetweenDevicesTest, AFileIsNeverReplacedByItself) {
     send({"a.mp3"});
     delegate->answer = true; // which would delete it first
+    const std::shared_ptr<MTPService> borrowed(service.get(), [](MTPService*) {});
+    delegate->services[device->locationID()] = borrowed;
     waitUntilIdle();
     service->copyContentsDeviceToDevice(1, Array{Dictionary{{"FilePath", "/Player//PHONE/Sounds/A.mp3"}}},
                                         device->locationID(), device->locationID(), 1, 0);
@@ -152,8 +154,6 @@ TEST_F(BetweenDevicesTest, AFileIsNeverReplacedByItself) {
     // Two services of one device are two ways to the same file.
     const auto twin = std::make_shared<MTPService>();
     twin->setLocationID(device->locationID());
-    const std::shared_ptr<MTPService> borrowed(service.get(), [](MTPService*) {});
-    delegate->services[device->locationID()] = borrowed;
     delegate->services["0" + device->locationID()] = twin;
     other->setConfirmDelegate(delegate);
     other->copyContentsDeviceToDevice(2, Array{Dictionary{{"FilePath", song("a.mp3")}}}, device->locationID(),
