@@ -67,8 +67,10 @@ timed() {
             eval "[ $took -ge \$best_$client ] || best_$client=$took"
         done
     done
-    echo "$best_ours $best_libmtp $best_aft" | awk -v row="$row" '{
-        printf "TIME | %s | %.2f s | %.2f s | %.2f s | %.2f | %.2f |\n", row, $1/100, $2/100, $3/100, $1/$2, $1/$3 }'
+    echo "$best_ours $best_libmtp $best_aft" | awk -v row="$row" '
+        function seconds(value) { return value == "-" ? "-" : sprintf("%.2f s", value / 100) }
+        function ratio(value) { return value == "-" ? "-" : sprintf("%.2f", $1 / value) }
+        { printf "TIME | %s | %s | %s | %s | %s | %s |\n", row, seconds($1), seconds($2), seconds($3), ratio($2), ratio($3) }'
 }
 
 # counted ROW WHAT ARGUMENT...: the row with everybody's operations and bytes.
@@ -133,6 +135,6 @@ for folder in $(seq 0 49); do
 done
 # The others read all objects of the device when they open it, or may; an hour of emulation is not worth knowing it.
 clients=ours
-best_libmtp=1 best_aft=1
+best_libmtp=- best_aft=-
 timed "opening, 50,000 objects on the device (mtpservice alone)" open
 counted "opening, 50,000 objects on the device (mtpservice alone)" open
