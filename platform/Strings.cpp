@@ -30,12 +30,24 @@ bool isAscii(std::string_view text) {
     return (all & 0x8080808080808080U) == 0;
 }
 
+bool isAscii(std::u16string_view text) {
+    char16_t all = 0;
+    for (const char16_t unit : text) {
+        all |= unit;
+    }
+    return all < 0x80;
+}
+
 char asciiUpper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
 char asciiLower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool equalAsciiLetters(char left, char right) {
+    return asciiLower(left) == asciiLower(right);
 }
 
 std::string mapped(std::string_view text, char (*map)(char)) {
@@ -102,6 +114,11 @@ std::u16string toUtf16(std::string_view text) {
 }
 
 std::string toUtf8(std::u16string_view text) {
+    if (isAscii(text)) {
+        std::string result(text.size(), '\0');
+        std::transform(text.begin(), text.end(), result.begin(), [](char16_t unit) { return static_cast<char>(unit); });
+        return result;
+    }
     std::string result;
     result.reserve(text.size());
     std::size_t i = 0;
@@ -125,7 +142,7 @@ std::string precomposed(std::string_view text) {
 }
 
 std::u16string precomposed(std::u16string_view text) {
-    return normalized(text, unorm2_getNFCInstance);
+    return isAscii(text) ? std::u16string(text) : normalized(text, unorm2_getNFCInstance);
 }
 
 std::string upperCased(std::string_view text) {
@@ -153,6 +170,12 @@ std::string caseFolded(std::string_view text) {
 }
 
 std::u16string caseFolded(std::u16string_view text) {
+    if (isAscii(text)) {
+        std::u16string result(text);
+        std::transform(text.begin(), text.end(), result.begin(),
+                       [](char16_t unit) { return static_cast<char16_t>(asciiLower(static_cast<char>(unit))); });
+        return result;
+    }
     // Folding sees combining marks in the right order only in a decomposed text, and may itself leave a text that is no
     // longer normalised: hence a normal form before and after.
     const std::u16string decomposed = normalized(text, unorm2_getNFDInstance);
@@ -165,13 +188,16 @@ std::u16string caseFolded(std::u16string_view text) {
 
 bool equalIgnoringCase(std::string_view left, std::string_view right) {
     if (isAscii(left) && isAscii(right)) {
-        return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                          [](char a, char b) { return asciiLower(a) == asciiLower(b); });
+        return std::equal(left.begin(), left.end(), right.begin(), right.end(), equalAsciiLetters);
     }
     return caseFolded(left) == caseFolded(right);
 }
 
 bool containsIgnoringCase(std::string_view text, std::string_view part) {
+    if (isAscii(text) && isAscii(part)) {
+        return std::search(text.begin(), text.end(), part.begin(), part.end(), equalAsciiLetters) != text.end() ||
+               part.empty();
+    }
     return caseFolded(text).find(caseFolded(part)) != std::string::npos;
 }
 

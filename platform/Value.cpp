@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <mutex>
@@ -43,6 +44,20 @@ private:
     std::shared_mutex _mutex;
     std::unordered_set<std::string, TextHash, std::equal_to<>> _keys; // node based: addresses never change
 };
+
+/// The table's key for a text. What a thread asked for lately, it finds without the table: the same few keys are set in
+/// one dictionary after the other.
+const std::string* interned(std::string_view key) {
+    constexpr std::size_t remembered = 64;
+    thread_local std::array<const std::string*, remembered> recent{};
+    const std::size_t last = key.empty() ? 0 : static_cast<unsigned char>(key.back());
+    const std::size_t first = key.empty() ? 0 : static_cast<unsigned char>(key.front());
+    const std::string*& slot = recent[(key.size() * 7 + first * 5 + last) % remembered];
+    if (slot == nullptr || *slot != key) {
+        slot = KeyTable::instance().intern(key);
+    }
+    return slot;
+}
 
 template <typename T, typename Stored>
 std::optional<T> narrowed(const Stored& stored) {
@@ -264,7 +279,7 @@ void Dictionary::set(std::string_view key, Value value) {
     if (found != _entries.end()) {
         found->second = std::move(value);
     } else {
-        _entries.emplace_back(KeyTable::instance().intern(key), std::move(value));
+        _entries.emplace_back(interned(key), std::move(value));
     }
 }
 

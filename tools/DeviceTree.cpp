@@ -11,6 +11,9 @@
 namespace tool {
 namespace {
 
+/// Folders in folders: as deep as the service's own walks go.
+constexpr int greatestDepth = 1000;
+
 void addEntries(std::vector<DeviceEntry>& entries, const platform::Array& listed, const DeviceEntry& folder,
                 bool isFolder) {
     for (const platform::Value& value : listed) {
@@ -138,6 +141,12 @@ const std::vector<DeviceEntry>& DeviceTree::list(const DeviceEntry& folder) {
         return known->second;
     }
     std::vector<DeviceEntry> entries;
+    const auto depth = std::count(folder.path.begin() + static_cast<std::ptrdiff_t>(_volumes[folder.storage].size()),
+                                  folder.path.end(), '/');
+    if (depth > greatestDepth) {
+        _leftOut.push_back(folder.path);
+        return _listings.emplace(folder.path, std::move(entries)).first->second;
+    }
     const auto folders = _session.service().folderLists(folder.path);
     const auto files = _session.service().fileLists(folder.path);
     if (!folders || !files) {
@@ -164,13 +173,26 @@ void DeviceTree::markTwins(std::vector<DeviceEntry>& entries) const {
 }
 
 void DeviceTree::walk(const DeviceEntry& top, const std::function<bool()>& isStopped,
-                      const std::function<void(const DeviceEntry&)>& visit) {
+                      const std::function<void(const DeviceEntry&)>& visit,
+                      const std::function<void(const Failure&)>& onFailure) {
+    const auto listed = [&](const DeviceEntry& folder) -> const std::vector<DeviceEntry>& {
+        static const std::vector<DeviceEntry> nothing;
+        try {
+            return list(folder);
+        } catch (const Failure& failure) {
+            if (!onFailure) {
+                throw;
+            }
+            onFailure(failure);
+            return nothing;
+        }
+    };
     std::vector<DeviceEntry> waiting{top};
     while (!waiting.empty() && !isStopped()) {
         const DeviceEntry folder = std::move(waiting.back());
         waiting.pop_back();
         std::vector<DeviceEntry> inner;
-        for (const DeviceEntry& entry : list(folder)) {
+        for (const DeviceEntry& entry : listed(folder)) {
             visit(entry);
             if (entry.isFolder && !entry.hasTwin) {
                 inner.push_back(entry);
@@ -178,6 +200,13 @@ void DeviceTree::walk(const DeviceEntry& top, const std::function<bool()>& isSto
         }
         waiting.insert(waiting.end(), inner.rbegin(), inner.rend());
     }
+}
+
+bool tellLeftOut(const DeviceTree& tree, Console& console) {
+    for (const std::string& path : tree.leftOut()) {
+        console.say(safeText(path) + ": what is in it is left out, it lies too deep");
+    }
+    return !tree.leftOut().empty();
 }
 
 } // namespace tool

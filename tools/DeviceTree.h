@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tools/Console.h"
 #include "tools/DevicePath.h"
 #include "tools/DeviceSession.h"
+#include "tools/Failure.h"
 
 #include <cstdint>
 #include <functional>
@@ -45,11 +47,16 @@ public:
 
     /// The storages themselves, as folders.
     [[nodiscard]] std::vector<DeviceEntry> storages() const;
-    /// What lies directly in a folder: folders, then files, each by name.
+    /// What lies directly in a folder: folders, then files, each by name. Nothing of a folder that lies deeper than the
+    /// service goes (see leftOut).
     [[nodiscard]] const std::vector<DeviceEntry>& list(const DeviceEntry& folder);
-    /// Every entry below a folder, folders before what is in them. Ends early when `isStopped` says so.
+    /// Every entry below a folder, folders before what is in them. Ends early when `isStopped` says so; a folder that
+    /// cannot be listed is told to `onFailure`, or ends it with a Failure without one.
     void walk(const DeviceEntry& top, const std::function<bool()>& isStopped,
-              const std::function<void(const DeviceEntry&)>& visit);
+              const std::function<void(const DeviceEntry&)>& visit,
+              const std::function<void(const Failure&)>& onFailure = {});
+    /// The folders whose content was left out since they lie too deep.
+    [[nodiscard]] const std::vector<std::string>& leftOut() const { return _leftOut; }
 
     [[nodiscard]] bool isStorage(const DeviceEntry& entry) const { return entry.path == _volumes[entry.storage]; }
     /// The storage's "diskIndex".
@@ -65,6 +72,10 @@ private:
     DeviceSession& _session;
     std::vector<std::string> _volumes;
     std::unordered_map<std::string, std::vector<DeviceEntry>> _listings; ///< by path
+    std::vector<std::string> _leftOut;
 };
+
+/// Tells the person which folders were left out; whether there were any.
+bool tellLeftOut(const DeviceTree& tree, Console& console);
 
 } // namespace tool

@@ -2,6 +2,7 @@
 #include "tools/Output.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -23,8 +24,14 @@ bool DescriptorOutput::write(std::string_view text) {
 }
 
 int DescriptorOutput::columns() const {
+    constexpr int usual = 80;
     winsize size{};
-    return ioctl(_descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+    if (ioctl(_descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+        return size.ws_col;
+    }
+    const char* text = std::getenv("COLUMNS");
+    const int given = text == nullptr ? 0 : std::atoi(text);
+    return given > 0 ? given : usual;
 }
 
 } // namespace tool

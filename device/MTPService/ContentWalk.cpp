@@ -27,7 +27,9 @@ std::string childPath(const std::string& folder, const std::string& name) {
 }
 
 platform::Dictionary namedEntry(const std::string& name, const std::string& path, const void* node) {
+    constexpr std::size_t usualKeys = 7;
     platform::Dictionary entry;
+    entry.reserve(usualKeys);
     entry.set("FileName", name);
     entry.set("FilePath", path);
     entry.set("NodeID", MtpControl::nodeIDText(node));
@@ -87,6 +89,25 @@ _MTP_COMMON_NODE* exactNodeAt(MtpControl& control, _MTP_STORAGE_NODE* storage,
     return folder == nullptr ? &storage->header : &folder->header;
 }
 
+_MTP_COMMON_NODE* exactFolderMade(MtpControl& control, _MTP_STORAGE_NODE* storage,
+                                  const std::vector<std::string>& folders) {
+    _MTP_FOLDER_NODE* folder = nullptr;
+    for (const std::string& name : folders) {
+        _MTP_FOLDER_NODE* child = folderNamed(control, storage, folder, name);
+        if (child == nullptr || nameOf(*child) != name) {
+            std::uint32_t error = 0;
+            _MTP_COMMON_NODE* parent = folder == nullptr ? &storage->header : &folder->header;
+            _MTP_FOLDER_NODE* made = control.createFolder(parent, name, &error);
+            child = made == nullptr ? child : made;
+        }
+        if (child == nullptr) {
+            return nullptr;
+        }
+        folder = child;
+    }
+    return folder == nullptr ? &storage->header : &folder->header;
+}
+
 ContentWalk::ContentWalk(MtpControl& control, const ContentRules& rules)
     : _control(control)
     , _rules(rules)
@@ -105,20 +126,18 @@ template <typename Node, typename Head, typename Next>
 DGSTATUS ContentWalk::readList(std::vector<Node*>& nodes, const Head& head, const Next& next) {
     DGSTATUS status = DGSTATUS_NODE_IS_NOT_EXISTED;
     for (int attempt = 0; attempt < listAttempts && status == DGSTATUS_NODE_IS_NOT_EXISTED; ++attempt) {
-        for (const Node* node : nodes) {
-            _seen.erase(node);
-        }
         nodes.clear();
         Node* node = nullptr;
         status = head(&node);
         if (!isListed(status)) {
             return status;
         }
-        while (node != nullptr && _seen.insert(node).second) {
+        // A list that runs in circles comes back to the node that stood at the last power of two.
+        for (std::size_t mark = 1; node != nullptr; mark = nodes.size() == 2 * mark ? nodes.size() : mark) {
             nodes.push_back(node);
             Node* following = nullptr;
             status = next(node, &following);
-            node = isListed(status) ? following : nullptr;
+            node = isListed(status) && following != nodes[mark - 1] ? following : nullptr;
         }
     }
     return status;
@@ -212,7 +231,7 @@ ContentWalk::Visit ContentWalk::visit(_MTP_STORAGE_NODE* storage, const Place& p
     const std::size_t first = pending.size();
     for (_MTP_FOLDER_NODE* child : folders) {
         const std::string name = nameOf(*child);
-        if (_rules.mediaOnly && _control.checkHiddenFolder(name)) {
+        if (!_seen.insert(child).second || (_rules.mediaOnly && _control.checkHiddenFolder(name))) {
             continue;
         }
         pending.push_back({child, childPath(place.path, name), place.depth + 1});
@@ -226,7 +245,11 @@ ContentWalk::Visit ContentWalk::visit(_MTP_STORAGE_NODE* storage, const Place& p
 }
 
 bool ContentWalk::holdsNoMedia(const std::vector<_MTP_FILE_NODE*>& files) const {
-    return std::ranges::any_of(files, [&](const _MTP_FILE_NODE* file) { return _control.checkNoMedia(nameOf(*file)); });
+    // Only names of its length are looked at closer.
+    constexpr std::size_t length = std::string_view(".nomedia").size();
+    return std::ranges::any_of(files, [&](const _MTP_FILE_NODE* file) {
+        return nameUnits(file->name, file->nameSize).size() == length && _control.checkNoMedia(nameOf(*file));
+    });
 }
 
 bool ContentWalk::addFiles(const std::vector<_MTP_FILE_NODE*>& files, const std::string& path) {
@@ -234,15 +257,15 @@ bool ContentWalk::addFiles(const std::vector<_MTP_FILE_NODE*>& files, const std:
 }
 
 bool ContentWalk::addFile(_MTP_FILE_NODE& file, const std::string& path) {
-    const std::string name = nameOf(file);
+    const MtpControl::Text name = nameOf(file);
     if (_rules.extensions != nullptr && !_control.isMatchFileExtension(name, *_rules.extensions)) {
         return true;
     }
-    const std::string filePath = childPath(path, name);
+    const MtpControl::Text filePath = childPath(path, *name);
     if (_rules.detail == Detail::metadata) {
         return addMetadata(file, name, filePath);
     }
-    platform::Dictionary entry = namedEntry(name, filePath, &file);
+    platform::Dictionary entry = namedEntry(*name, *filePath, &file);
     if (_rules.detail == Detail::names) {
         entry.set("FileSize", std::uint64_t{file.size});
     } else {
@@ -252,7 +275,7 @@ bool ContentWalk::addFile(_MTP_FILE_NODE& file, const std::string& path) {
     return true;
 }
 
-bool ContentWalk::addMetadata(_MTP_FILE_NODE& file, const std::string& name, const std::string& path) {
+bool ContentWalk::addMetadata(_MTP_FILE_NODE& file, const MtpControl::Text& name, const MtpControl::Text& path) {
     _MTP_MEDIA_FILE_INFO* media = nullptr;
     const DGSTATUS status = _control.getMTPMediaFileInfo(&file, &media);
     if (isGone(status)) {
@@ -264,7 +287,7 @@ bool ContentWalk::addMetadata(_MTP_FILE_NODE& file, const std::string& name, con
         _control.releaseMTPMediaFileInfo(media);
     }
     if (!entry) { // a file whose metadata the device withholds is there all the same
-        entry = namedEntry(name, path, &file);
+        entry = namedEntry(*name, *path, &file);
         describeFile(_control, file, *entry);
     }
     _entries.emplace_back(*std::move(entry));

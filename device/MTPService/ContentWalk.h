@@ -64,7 +64,7 @@ private:
     /// False when the device is gone.
     bool addFiles(const std::vector<_MTP_FILE_NODE*>& files, const std::string& path);
     bool addFile(_MTP_FILE_NODE& file, const std::string& path);
-    bool addMetadata(_MTP_FILE_NODE& file, const std::string& name, const std::string& path);
+    bool addMetadata(_MTP_FILE_NODE& file, const MtpControl::Text& name, const MtpControl::Text& path);
     void addFolder(const _MTP_FOLDER_NODE& folder, const std::string& path);
     [[nodiscard]] bool holdsNoMedia(const std::vector<_MTP_FILE_NODE*>& files) const;
     [[nodiscard]] bool isGone(DGSTATUS status) const;
@@ -73,12 +73,18 @@ private:
     ContentRules _rules;
     bool _wasConnected;
     platform::Array _entries;
-    std::unordered_set<const void*> _seen;
+    std::unordered_set<const void*> _seen; ///< folders
 };
 
 /// The node that folders one below the other and at last a folder or file lead to: no folder missing in between. Where
 /// names differ in case only, the one that is spelled so. The storage itself without any; null when there is none.
 [[nodiscard]] _MTP_COMMON_NODE* exactNodeAt(MtpControl& control, _MTP_STORAGE_NODE* storage,
                                             const std::vector<std::string>& components);
+
+/// The last of a chain of folders, each spelled exactly so; what is missing is made, and where the device does not tell
+/// a name from one that differs in case only, that folder is taken. The storage itself without any; null when one
+/// cannot be made.
+[[nodiscard]] _MTP_COMMON_NODE* exactFolderMade(MtpControl& control, _MTP_STORAGE_NODE* storage,
+                                                const std::vector<std::string>& folders);
 
 } // namespace mtpcontrol

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "device/MTPService/ContentWalk.h"
+#include "device/MTPService/ExactNames.h"
 #include "device/MTPService/MTPControl.h"
 #include "device/MTPService/MTPControlPath.h"
 #include "device/MTPService/MTPControlRecords.h"
 #include "platform/Paths.h"
 #include "platform/Strings.h"
+#include "vemomtpsdk/Functions.h"
 
 using mtpcontrol::ContentRules;
 using mtpcontrol::ContentWalk;
@@ -26,8 +28,11 @@ struct Spot {
     _MTP_COMMON_NODE* node = nullptr;
 };
 
-/// What a full path spells. The storage list stays fetched, since nodes of it are handed out.
-Spot spotOfFullPath(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& path) {
+/// What a full path spells, its folders looked up by `find`. The storage list stays fetched, since nodes of it are
+/// handed out.
+template <typename Find>
+Spot spotOfFullPath(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& path,
+                    const Find& find) {
     std::string friendlyName;
     if (device == nullptr || !path || mtpcontrol::readFriendlyName(control, device, friendlyName) != DGSTATUS_SUCCESS) {
         QD_LOG(3, "Input parameter is invalid. device = %p, path = %@", device, path);
@@ -37,9 +42,16 @@ Spot spotOfFullPath(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_
     Spot spot;
     spot.storage = full.storage ? control.getStorageNode(device, &storageHead, full.storage) : nullptr;
     if (spot.storage != nullptr) {
-        spot.node = mtpcontrol::exactNodeAt(control, spot.storage, full.folders);
+        spot.node = find(spot.storage, full.folders);
     }
     return spot;
+}
+
+Spot spotOfFullPath(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& path) {
+    return spotOfFullPath(control, device, storageHead, path,
+                          [&](_MTP_STORAGE_NODE* storage, const std::vector<std::string>& components) {
+                              return mtpcontrol::exactNodeAt(control, storage, components);
+                          });
 }
 
 /// The components of a path within a storage, which may begin with the device's and the storage's names.
@@ -235,3 +247,27 @@ MtpControl::NodeID MtpControl::exactNodeInStorage(_MTP_DEVICE_NODE* device, _MTP
     const Spot spot = spotInStorage(*this, device, currentStorage, path);
     return spot.node == nullptr ? NodeID() : NodeID(nodeIDText(spot.node));
 }
+
+namespace mtpcontrol {
+
+NodeID exactFolder(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead, const Text& path) {
+    const Spot spot = spotOfFullPath(control, device, storageHead, path,
+                                     [&](_MTP_STORAGE_NODE* storage, const std::vector<std::string>& folders) {
+                                         return exactFolderMade(control, storage, folders);
+                                     });
+    return spot.node == nullptr ? NodeID() : NodeID(MtpControl::nodeIDText(spot.node));
+}
+
+VerbatimNames::VerbatimNames(const MtpControl& control, _MTP_DEVICE_NODE* device)
+    : _device(device) {
+    const DGSTATUS status = mtpSetVerbatimNames(_device, true);
+    if (status != DGSTATUS_SUCCESS) {
+        QD_LOG(3, "mtpSetVerbatimNames is failed. status = %@", control.statusString(status));
+    }
+}
+
+VerbatimNames::~VerbatimNames() {
+    mtpSetVerbatimNames(_device, false);
+}
+
+} // namespace mtpcontrol

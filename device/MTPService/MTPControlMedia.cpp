@@ -183,8 +183,16 @@ void addTrack(const MtpControl& control, Dictionary& info, const _MTP_MEDIA_FILE
 void mtpcontrol::describeFile(const MtpControl& control, const _MTP_FILE_NODE& file, Dictionary& info) {
     info.set("FileSize", std::uint64_t{file.size});
     info.set("IsReadOnly", (file.protection & 0xFFU) != 0);
-    setDate(control, info, "DateCreated", nodeText(file.creationDate, file.creationDateSize));
-    setDate(control, info, "DateModified", nodeText(file.modificationDate, file.modificationDateSize));
+    const auto created = nodeText(file.creationDate, file.creationDateSize);
+    const auto modified = nodeText(file.modificationDate, file.modificationDateSize);
+    setDate(control, info, "DateCreated", created);
+    // Most files were never changed.
+    const platform::Value* known = created == modified ? info.find("DateCreated") : nullptr;
+    if (known != nullptr) {
+        info.set("DateModified", *known);
+    } else {
+        setDate(control, info, "DateModified", modified);
+    }
 }
 
 std::uint16_t MtpControl::setMediaFileFormat(std::uint32_t mediaType) const {
@@ -258,7 +266,9 @@ std::optional<Dictionary> MtpControl::mediaInfoContents(const _MTP_MEDIA_FILE_IN
     if (media == nullptr) {
         return std::nullopt;
     }
+    constexpr std::size_t usualKeys = 16;
     Dictionary info;
+    info.reserve(usualKeys);
     setText(info, "FileName", fileName ? fileName : nodeText(media->file.name, media->file.nameSize));
     setText(info, "FilePath", path);
     setText(info, "NodeID", nodeID);

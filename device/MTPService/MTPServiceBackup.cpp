@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "device/MTPService/MTPServicePrivate.h"
 
+#include "device/MTPService/ExactNames.h"
 #include "device/MTPService/MethodTrace.h"
 #include "platform/Files.h"
 #include "platform/Log.h"
@@ -8,6 +9,7 @@
 #include "platform/Strings.h"
 
 #include <algorithm>
+#include <filesystem>
 
 using platform::Dictionary;
 using platform::Synchronized;
@@ -33,6 +35,37 @@ Text backupPath(const std::string& devicePath, const std::string& volumePath, co
 /// Whether a transfer that ended so is the last one.
 bool isEnd(bool transferred, std::uint32_t status) {
     return !transferred || status != DGSTATUS_SUCCESS;
+}
+
+/// Whether it was the device that did not want an object, for whatever reason but its room.
+bool isRefusedByDevice(std::uint32_t status) {
+    constexpr std::uint32_t group = 0xFFFF0000;
+    return (status & group) == (DGSTATUS_INTERNAL_GENERALERROR & group) && status != DGSTATUS_INTERNAL_STOREFULL &&
+           status != DGSTATUS_INTERNAL_TRANSACTIONCANCELLED;
+}
+
+/// Where a file of a backup goes.
+struct Place {
+    _MTP_DEVICE_NODE* device;
+    _MTP_STORAGE_NODE* storageHead;
+    std::string path;
+    Text folder; ///< node ID
+};
+
+/// Sends a file in place of the one that has its name there; whether it arrived.
+bool replaceFile(MtpControl& control, const Dictionary& file, const Place& place, std::uint32_t& status) {
+    Text node;
+    const auto send = [&] {
+        return control.sendMediaFileToMTPEx(place.device, place.storageHead, place.folder, &file, place.path, nullptr,
+                                            nullptr, &node, &status);
+    };
+    bool sent = send();
+    if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED && node &&
+        control.deleteItemAtPath(place.device, place.storageHead, node, place.path, &status) &&
+        status == DGSTATUS_SUCCESS) {
+        sent = send();
+    }
+    return !isEnd(sent, status);
 }
 
 } // namespace
@@ -106,18 +139,23 @@ bool MTPServicePrivate::fileRestore(const std::optional<platform::Array>& files)
 }
 
 bool MTPServicePrivate::restoreFile(const Dictionary& file, const std::string& path) {
+    std::error_code ignored;
+    const bool isFolder = std::filesystem::is_directory(file.string("FilePath").value_or(""), ignored);
     const Synchronized library(MtpControl::classMonitor());
-    Text node;
+    Place place{_currentDeviceNode, _storageHeadNode, path, std::nullopt};
     std::uint32_t status = 0;
-    const auto send = [&] {
-        return _mtpControl->sendMediaFileToMTPEx(_currentDeviceNode, _storageHeadNode, "0", &file, path, nullptr,
-                                                 nullptr, &node, &status);
-    };
-    bool sent = send();
-    if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED && node &&
-        _mtpControl->deleteItemAtPath(_currentDeviceNode, _storageHeadNode, node, path, &status) &&
-        status == DGSTATUS_SUCCESS) {
-        sent = send();
+    {
+        const mtpcontrol::VerbatimNames verbatim(*_mtpControl, place.device);
+        place.folder = mtpcontrol::exactFolder(*_mtpControl, place.device, place.storageHead,
+                                               isFolder ? path : platform::deletingLastPathComponent(path));
+        if (!place.folder) {
+            QD_LOG(3, "Create %@ folder is fail", isFolder ? path : platform::deletingLastPathComponent(path));
+            return false;
+        }
+        if (isFolder || replaceFile(*_mtpControl, file, place, status)) {
+            return true;
+        }
     }
-    return !isEnd(sent, status);
+    // A device that takes fewer names: one that differs in case only replaces the other then.
+    return isRefusedByDevice(status) && replaceFile(*_mtpControl, file, place, status);
 }

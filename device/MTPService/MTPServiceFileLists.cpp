@@ -37,20 +37,19 @@ const std::string* textIn(const Dictionary& dictionary, std::string_view key) {
 /// A storage's podcast folder, asked about for every file: checkMediaContent with what does not change done once.
 class PodcastFolder {
 public:
-    explicit PodcastFolder(const Text& path) {
-        if (path) {
-            _folded = platform::caseFolded(*path);
-        } else {
+    explicit PodcastFolder(Text path)
+        : _path(std::move(path)) {
+        if (!_path) {
             QD_LOG(3, "Get Default Path is failed.");
         }
     }
 
     [[nodiscard]] bool holds(const std::string* filePath) const {
-        return _folded && filePath != nullptr && platform::caseFolded(*filePath).find(*_folded) != std::string::npos;
+        return _path && filePath != nullptr && platform::containsIgnoringCase(*filePath, *_path);
     }
 
 private:
-    Text _folded;
+    Text _path;
 };
 
 Dictionary contentGroup(std::uint32_t diskIndex, std::uint32_t mediaType, Array contents) {
@@ -131,7 +130,9 @@ std::optional<Array> MTPServicePrivate::consistOfMediaContents(std::uint32_t dis
                 contents.emplace_back(*std::move(podcast));
             }
         } else if (!podcastFolder.holds(textIn(*file, "FilePath"))) {
-            Dictionary content = *file;
+            Dictionary content;
+            content.reserve(file->size() + 1);
+            content.merge(*file);
             content.set("diskIndex", diskIndex);
             contents.emplace_back(std::move(content));
         }
@@ -240,8 +241,13 @@ std::optional<Array> MTPServicePrivate::seperateMediaFiles(std::uint32_t diskInd
             QD_LOG(3, "Media File Path is nil");
             continue;
         }
-        const std::string* name = textIn(*file, "FileName");
-        const std::uint32_t mediaType = checkMediaType(name != nullptr ? *name : platform::lastPathComponent(*path));
+        const std::string* told = textIn(*file, "FileName");
+        std::string name = told != nullptr ? *told : platform::lastPathComponent(*path);
+        if (name.empty()) {
+            QD_LOG(3, "Media Name Value is not exist");
+            continue;
+        }
+        const std::uint32_t mediaType = checkMediaType(std::move(name));
         const auto* const listed = std::ranges::find(listedTypes, mediaType);
         if (listed == listedTypes.end()) {
             QD_LOG(1, "Do not support Media Type.");

@@ -30,7 +30,8 @@ std::optional<platform::Array> MTPServicePrivate::listFolder(const Text& path, E
     const Synchronized library(MtpControl::classMonitor());
     _MTP_STORAGE_NODE* storage = nullptr;
     Text folderPath = path;
-    if (path->find(':') == std::string::npos) {
+    // A path of a hidden volume begins with its name; a ":" further down a device path is part of a name.
+    if (path->starts_with('/') || path->find(':') == std::string::npos) {
         storage = currentStorageNode(path);
     } else {
         folderPath = checkHiddenVolume(path, &storage);
@@ -94,13 +95,8 @@ std::optional<platform::Array> MTPServicePrivate::subpathsAtDisk(std::uint32_t d
         callApplication(
             [&] { files = _mtpControl->enumeratorBackupFiles(_currentDeviceNode, _storageHeadNode, volumePath); });
     }
-    for (const platform::Value& value : files.value_or(platform::Array())) {
-        const platform::Dictionary* file = value.dictionary();
-        const Text path = file == nullptr ? std::nullopt : file->string("FilePath");
-        const Text node = file == nullptr ? std::nullopt : file->string("NodeID");
-        if (path && node) {
-            indexNode(*path, *node);
-        }
+    if (files) {
+        indexNodes(*files);
     }
     return files;
 }

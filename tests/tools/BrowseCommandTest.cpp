@@ -72,6 +72,12 @@ TEST_F(BrowseCommandTest, FindingTreesAndSpace) {
     EXPECT_EQ(drawn.lines(), (Texts{"/Player/Phone/DCIM", "├── Camera/", "│   └── photo.JPG", "└── clip.mp4", "",
                                     "1 folders, 2 files"}));
     EXPECT_FALSE(contains(run({"tree", "-d", "-L", "1"}).out, "Camera"));
+    Texts paths;
+    for (const std::string& line : run({"tree", "--json", "DCIM"}).lines()) {
+        paths.push_back(nlohmann::json::parse(line)["FilePath"]);
+    }
+    EXPECT_EQ(paths, (Texts{"/Player/Phone/DCIM/Camera", "/Player/Phone/DCIM/Camera/photo.JPG",
+                            "/Player/Phone/DCIM/clip.mp4"}));
     EXPECT_EQ(run({"tree", "DCIM/clip.mp4"}).status, 1);
     const ToolResult space = run({"df"});
     EXPECT_TRUE(contains(space.out, "/Player/Phone") && contains(space.out, "64 MiB")) << space.out;
@@ -161,16 +167,61 @@ TEST_F(BrowseCommandTest, AWipedDeviceIsRestoredAsItWas) {
     EXPECT_EQ(run({"restore", box.path("nowhere")}).status, 2);
 }
 
-TEST_F(BrowseCommandTest, NamesThatDifferInCaseAreBackedUpSideBySide) {
+TEST_F(BrowseCommandTest, NamesThatOtherwiseAreNeverSentAreRestored) {
     put("T/song.mp3", "lower");
     put("T/Song.mp3", "upper");
+    put("t/song.mp3", "in another folder");
+    put("What is \"this\"?/a: <b>|*\\.txt", "reserved");
+    std::filesystem::create_directories(box.path("device/Phone/empty"));
+    std::filesystem::create_directories(box.path("device/Phone/Empty?"));
+    const auto before = tree("device/Phone");
     EXPECT_EQ(run({"backup", box.path("backup")}).status, 0);
-    EXPECT_EQ(tree("backup"), tree("device/Phone"));
-    std::filesystem::remove_all(box.path("device/Phone/T"));
+    EXPECT_EQ(tree("backup"), before);
+    for (const auto& entry : std::filesystem::directory_iterator(box.path("device/Phone"))) {
+        std::filesystem::remove_all(entry.path());
+    }
     const ToolResult restored = run({"restore", box.path("backup")});
-    EXPECT_EQ(restored.status, 1);
-    EXPECT_TRUE(contains(restored.err, "upper and lower case only")) << restored.err;
-    EXPECT_EQ(tree("device/Phone"), (std::map<std::string, std::string>{{"T/Song.mp3", "upper"}}));
+    EXPECT_EQ(restored.status, 0) << restored.err;
+    EXPECT_EQ(tree("device/Phone"), before);
+    EXPECT_TRUE(std::filesystem::is_directory(box.path("device/Phone/empty")));
+    EXPECT_TRUE(std::filesystem::is_directory(box.path("device/Phone/Empty?")));
+}
+
+TEST_F(BrowseCommandTest, FoldersInFoldersAreFollowedToTheThousandthAndTheRestIsTold) {
+    std::string deep;
+    for (int i = 0; i < 1000; ++i) {
+        deep += "d/";
+    }
+    put(deep + "seen.mp3", "seen");
+    put(deep + "below/unseen.mp3", "unseen");
+    for (const Texts& command : {Texts{"ls", "-R"}, Texts{"tree"}, Texts{"--json", "tree"}, Texts{"find"}}) {
+        const ToolResult result = run(command);
+        EXPECT_EQ(result.status, 1) << command.front();
+        EXPECT_TRUE(contains(result.out, "seen.mp3") && contains(result.out, "below")) << command.front();
+        EXPECT_FALSE(contains(result.out, "unseen.mp3")) << command.front();
+        EXPECT_TRUE(contains(result.err, "below: what is in it is left out")) << result.err;
+    }
+    EXPECT_EQ(run({"list"}).status, 0);
+    const ToolResult backup = run({"backup", box.path("backup")});
+    EXPECT_EQ(backup.status, 1);
+    EXPECT_TRUE(contains(backup.err, "below: what is in it is left out")) << backup.err;
+    EXPECT_EQ(tree("backup"), (std::map<std::string, std::string>{{deep + "seen.mp3", "seen"}}));
+}
+
+TEST_F(BrowseCommandTest, OnATerminalRowsFitItsWidth) {
+    put("Sounds/" + std::string(120, 'x') + ".mp3", "song");
+    for (const Texts& command : {Texts{"ls", "-l", "Sounds"}, Texts{"list"}, Texts{"df"}, Texts{"info", "Sounds/*"}}) {
+        Texts arguments{"--virtual", box.path("device")};
+        arguments.insert(arguments.end(), command.begin(), command.end());
+        ToolProcess process = box.start(arguments, ToolProcess::Terminal::yes);
+        const ToolResult result = process.wait();
+        EXPECT_EQ(result.status, 0) << result.out;
+        for (const std::string& line : result.lines()) {
+            EXPECT_LE(std::ranges::count_if(line, [](char byte) { return (byte & 0xC0) != 0x80 && byte != '\r'; }), 80)
+                << line;
+        }
+        EXPECT_TRUE(contains(run(command).out, std::string(120, 'x')) || command.front() == "df");
+    }
 }
 
 TEST_F(BrowseCommandTest, NamesOnTheDeviceDoNothingToTheTerminal) {

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tools/ScreenText.h"
 
+#include "tests/tools/FakeTerminal.h"
+#include "tools/Table.h"
+
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace {
 
@@ -36,6 +40,28 @@ TEST(ScreenText, TextsAreMeasuredAndCutInColumns) {
     EXPECT_EQ(fittedText("abc", 0), "");
     EXPECT_EQ(paddedText("音", 4, Align::left), "音  ");
     EXPECT_EQ(paddedText("12", 4, Align::right), "  12");
+}
+
+TEST(Table, FitsTheTerminalAndIsWholeElsewhere) {
+    Table table({{"SIZE", Align::right}, Table::text("NAME"), {"KIND"}, Table::text("PATH")});
+    table.addRow({"1 KiB", "音楽音楽音楽音楽音楽音楽音楽音楽", "music", "/Player/Phone/" + std::string(60, 'x')});
+    table.addRow({"20 KiB", "short", "image", "/Player"});
+    for (const int columns : {60, 80, 200}) {
+        FakeOutput terminal(true, columns);
+        FakeOutput other(true);
+        Console console(terminal, other);
+        table.print(console);
+        std::istringstream lines(terminal.written);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_LE(displayWidth(line), columns) << line;
+            EXPECT_TRUE(line.starts_with("  SIZE") || line.starts_with(" 1 KiB") || line.starts_with("20 KiB")) << line;
+        }
+        EXPECT_EQ(terminal.written.find("…") == std::string::npos, columns == 200) << terminal.written;
+    }
+    FakeOutput pipe(false);
+    Console console(pipe, pipe);
+    table.print(console);
+    EXPECT_NE(pipe.written.find(std::string(60, 'x')), std::string::npos);
 }
 
 TEST(ScreenText, TellsUtf8) {

@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
-#include <set>
 
 namespace tool {
 namespace {
@@ -54,9 +53,11 @@ public:
             _environment.console.print(jsonLine(file));
         }
     }
-    void fail(const std::string& path, const std::string& reason) {
+    void fail(const std::string& path, const std::string& reason) { fail(safeText(path) + ": " + reason); }
+    /// With a text that is safe to show.
+    void fail(const std::string& text) {
         ++_failed;
-        _environment.console.say(safeText(path) + ": " + reason);
+        _environment.console.say(text);
     }
     ExitStatus finish(const char* doneWord) {
         _environment.console.clearStatus();
@@ -80,9 +81,9 @@ bool leadsOut(const fs::path& inside) {
     return std::ranges::any_of(inside, [](const fs::path& name) { return name == ".."; });
 }
 
-/// Folders without files, so that a restored device has them too.
-void keepFolders(Environment& environment, DeviceSession& session, const platform::Dictionary& storage,
-                 const fs::path& target) {
+/// Makes the device's folders, also those without files, so that a restored device has them all. What could not be
+/// looked into is told as failed: no file of it is copied either.
+void keepFolders(Run& run, DeviceSession& session, const platform::Dictionary& storage, const fs::path& target) {
     DeviceTree tree(session);
     const std::string volume = storage.string("volumePath").value_or("");
     for (const DeviceEntry& top : tree.storages()) {
@@ -90,14 +91,21 @@ void keepFolders(Environment& environment, DeviceSession& session, const platfor
             continue;
         }
         tree.walk(
-            top, [&] { return environment.interrupt.isRequested(); },
+            top, [&] { return run.isOver(); },
             [&](const DeviceEntry& entry) {
                 const std::string inside = entry.path.substr(volume.size() + 1);
+                std::error_code error;
                 if (entry.isFolder && !leadsOut(inside)) {
-                    std::error_code ignored; // a file's backup says what is wrong
-                    fs::create_directories(target / inside, ignored);
+                    fs::create_directories(target / inside, error);
                 }
-            });
+                if (error) {
+                    run.fail(entry.path, error.message());
+                }
+            },
+            [&](const Failure& failure) { run.fail(failure.what()); });
+    }
+    for (const std::string& path : tree.leftOut()) {
+        run.fail(path, "what is in it is left out, it lies too deep");
     }
 }
 
@@ -114,8 +122,8 @@ ExitStatus backUp(Environment& environment, const std::string& folder) {
     if (!files) {
         throw Failure(ExitStatus::noDevice, "The device cannot be listed.");
     }
-    keepFolders(environment, *session, storage, target);
     Run run(environment, files->size());
+    keepFolders(run, *session, storage, target);
     for (const platform::Value& value : *files) {
         if (run.isOver()) {
             break;
@@ -164,26 +172,19 @@ ExitStatus restore(Environment& environment, const std::string& folder) {
     const auto fileCount = static_cast<std::size_t>(
         std::ranges::count_if(entries, [](const LocalEntry& entry) { return !entry.isFolder; }));
     Run run(environment, fileCount);
-    std::set<std::string> restored; ///< by the form in which the device takes names for equal
     for (const LocalEntry& entry : entries) {
         if (run.isOver()) {
             break;
         }
-        if (entry.isFolder) {
-            session->service().createFolder(volume + "/" + entry.inside); // a file's restoring says what is wrong
-            continue;
-        }
-        run.begin(entry.inside);
-        if (!restored.insert(indexKey(entry.inside)).second) {
-            run.fail(entry.inside, "another name differs from it in upper and lower case only; no device keeps both");
-            continue;
+        if (!entry.isFolder) {
+            run.begin(entry.inside);
         }
         const platform::Dictionary file{{"FilePath", fs::absolute(entry.path).string()}, {"subFilePath", entry.inside}};
-        if (session->service().fileRestore(platform::Array{file})) {
+        if (!session->service().fileRestore(platform::Array{file})) {
+            run.fail(entry.inside, entry.isFolder ? "the folder could not be made" : "it could not be sent");
+        } else if (!entry.isFolder) {
             std::error_code ignored;
             run.succeed(file, fs::file_size(entry.path, ignored));
-        } else {
-            run.fail(entry.inside, "it could not be sent");
         }
     }
     return run.finish("restored");

@@ -28,7 +28,8 @@ ExitStatus listDevices(Environment& environment) {
     if (devices.empty()) {
         static_cast<void>(selectDevice(devices, "")); // says what to do
     }
-    Table table({{"LOCATION"}, {"NAME"}, {"MODEL"}, {"SERIAL NUMBER"}, {"WHERE"}});
+    Table table(
+        {{"LOCATION"}, Table::text("NAME"), Table::text("MODEL"), Table::text("SERIAL NUMBER"), Table::text("WHERE")});
     for (const auto& device : devices) {
         table.addRow({locationText(device.locationId), device.friendlyName, device.model, device.serialNumber,
                       device.kind + " " + device.location});

@@ -18,8 +18,11 @@ std::string share(std::uint64_t used, std::uint64_t total) {
 
 ExitStatus showFreeSpace(Environment& environment) {
     const auto session = openDevice(environment.options, nullptr);
-    Table table(
-        {{"STORAGE"}, {"SIZE", Align::right}, {"USED", Align::right}, {"FREE", Align::right}, {"USE", Align::right}});
+    Table table({Table::text("STORAGE"),
+                 {"SIZE", Align::right},
+                 {"USED", Align::right},
+                 {"FREE", Align::right},
+                 {"USE", Align::right}});
     for (const platform::Value& value : session->storages()) {
         const platform::Dictionary& storage = *value.dictionary();
         if (environment.options.json) {

@@ -46,7 +46,7 @@ ExitStatus find(Environment& environment, const FindOptions& options) {
             tree.walk(top, isStopped, tell);
         }
     }
-    return isStopped() ? ExitStatus::someFailed : status;
+    return isStopped() || tellLeftOut(tree, environment.console) ? ExitStatus::someFailed : status;
 }
 
 } // namespace

@@ -37,7 +37,7 @@ ExitStatus showInformation(Environment& environment, const std::vector<std::stri
                 environment.console.print(jsonLine(information));
                 continue;
             }
-            Table table({{entry.name}, {""}});
+            Table table({Table::text(safeText(entry.name)), Table::text("")});
             for (const auto& [key, value] : information) {
                 table.addRow({*key, valueText(*key, value)});
             }

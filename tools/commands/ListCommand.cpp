@@ -79,8 +79,13 @@ std::string textOf(const platform::Dictionary& content, std::initializer_list<co
 }
 
 void printTable(const std::vector<platform::Dictionary>& contents, Console& console) {
-    Table table(
-        {{"KIND"}, {"SIZE", Align::right}, {"LENGTH", Align::right}, {"TITLE"}, {"ARTIST"}, {"ALBUM"}, {"PATH"}});
+    Table table({{"KIND"},
+                 {"SIZE", Align::right},
+                 {"LENGTH", Align::right},
+                 Table::text("TITLE"),
+                 Table::text("ARTIST"),
+                 Table::text("ALBUM"),
+                 Table::text("PATH")});
     for (const platform::Dictionary& content : contents) {
         const auto size = content.uint64("FileSize");
         table.addRow({kindName(content.uint32("ContentMediaType").value_or(0)), size ? sizeText(*size) : "",

@@ -31,7 +31,7 @@ public:
     ExitStatus run() {
         if (_options.paths.empty()) {
             showFolders(_tree.storages());
-            return _status;
+            return status();
         }
         std::vector<DeviceEntry> files;
         std::vector<DeviceEntry> folders;
@@ -48,10 +48,11 @@ public:
             show(files);
         }
         showFolders(folders);
-        return _status;
+        return status();
     }
 
 private:
+    ExitStatus status() { return tellLeftOut(_tree, _environment.console) ? ExitStatus::someFailed : _status; }
     void complain(const std::string& text) {
         _environment.console.say(text);
         _status = ExitStatus::someFailed;
@@ -90,7 +91,7 @@ private:
 
     void show(const std::vector<DeviceEntry>& entries) {
         _isFirst = false;
-        Table table({{"SIZE", Align::right}, {"MODIFIED"}, {"NAME"}});
+        Table table({{"SIZE", Align::right}, {"MODIFIED"}, Table::text("NAME")});
         for (const DeviceEntry& entry : entries) {
             const std::string name = entry.name + (entry.isFolder ? "/" : "");
             if (_environment.options.json) {

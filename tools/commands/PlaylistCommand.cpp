@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 
 ExitStatus list(Environment& environment) {
     const auto session = openDevice(environment.options, nullptr);
-    Table table({{"PLAYLIST"}, {"FILES", Align::right}});
+    Table table({Table::text("PLAYLIST"), {"FILES", Align::right}});
     for (const Playlist& playlist : Playlists(*session).all()) {
         if (environment.options.json) {
             environment.console.print(jsonLine(playlist.information));
@@ -45,7 +45,7 @@ ExitStatus show(Environment& environment, const std::string& name) {
         environment.console.print(jsonLine(playlists.described(playlist)));
         return ExitStatus::done;
     }
-    Table table({{"", Align::right}, {safeText(playlist.name)}});
+    Table table({{"", Align::right}, Table::text(safeText(playlist.name))});
     std::size_t number = 0;
     for (const PlaylistChild& child : playlists.children(playlist)) {
         table.addRow({std::to_string(++number), child.path});

@@ -138,7 +138,7 @@ Dictionary described(const PodcastOnDevice& channel) {
 
 ExitStatus list(Environment& environment) {
     const auto session = openDevice(environment.options, nullptr);
-    Table table({{"PODCAST"}, {"EPISODES", Align::right}, {"STORAGE"}});
+    Table table({Table::text("PODCAST"), {"EPISODES", Align::right}, Table::text("STORAGE")});
     for (const PodcastOnDevice& channel : podcastsOn(*session)) {
         if (environment.options.json) {
             environment.console.print(jsonLine(described(channel)));
@@ -158,7 +158,7 @@ ExitStatus show(Environment& environment, const std::string& name) {
             environment.console.print(jsonLine(described(channel)));
             continue;
         }
-        Table table({{"", Align::right}, {safeText(channel.title)}, {"PUBLISHED"}, {"FILE"}});
+        Table table({{"", Align::right}, Table::text(safeText(channel.title)), {"PUBLISHED"}, Table::text("FILE")});
         std::size_t number = 0;
         for (const platform::Value& entry : channel.episodes) {
             const Dictionary& episode = *entry.dictionary();

@@ -18,7 +18,7 @@ constexpr const char* kDefaultFolders[][2] = {{"music", "DefaultMusicPath"},
 
 void printTable(const platform::Array& storages, Console& console) {
     Table table({{"STORAGE", Align::right},
-                 {"LABEL"},
+                 Table::text("LABEL"),
                  {"KIND"},
                  {"SIZE", Align::right},
                  {"USED", Align::right},
@@ -35,7 +35,7 @@ void printTable(const platform::Array& storages, Console& console) {
 }
 
 void printFolders(const platform::Array& storages, Console& console) {
-    Table table({{"STORAGE", Align::right}, {"KIND"}, {"DEFAULT FOLDER"}});
+    Table table({{"STORAGE", Align::right}, {"KIND"}, Table::text("DEFAULT FOLDER")});
     for (const platform::Value& value : storages) {
         const platform::Dictionary& storage = *value.dictionary();
         for (const auto& [kind, key] : kDefaultFolders) {

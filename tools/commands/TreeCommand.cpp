@@ -2,6 +2,7 @@
 #include "tools/Command.h"
 #include "tools/CommandOptions.h"
 #include "tools/DeviceTree.h"
+#include "tools/JsonValue.h"
 #include "tools/ScreenText.h"
 
 #include <fmt/format.h>
@@ -28,15 +29,20 @@ public:
 
     ExitStatus run() {
         for (const DeviceEntry& top : tops()) {
-            _environment.console.print(safeText(top.path));
+            if (!_environment.options.json) {
+                _environment.console.print(safeText(top.path));
+            }
             print(top, "", 1);
         }
-        if (_environment.interrupt.isRequested()) {
+        if (isStopped()) {
             return ExitStatus::someFailed;
         }
-        _environment.console.print(_options.hasFoldersOnly ? fmt::format("\n{} folders", _folders)
-                                                           : fmt::format("\n{} folders, {} files", _folders, _files));
-        return ExitStatus::done;
+        if (!_environment.options.json) {
+            _environment.console.print(_options.hasFoldersOnly
+                                           ? fmt::format("\n{} folders", _folders)
+                                           : fmt::format("\n{} folders, {} files", _folders, _files));
+        }
+        return tellLeftOut(_tree, _environment.console) ? ExitStatus::someFailed : ExitStatus::done;
     }
 
 private:
@@ -56,6 +62,10 @@ private:
         return found;
     }
 
+    [[nodiscard]] bool isStopped() const {
+        return _environment.interrupt.isRequested() || _environment.console.isBroken();
+    }
+
     void print(const DeviceEntry& folder, const std::string& indent, unsigned depth) {
         if (depth > _options.depth || folder.hasTwin) {
             return;
@@ -65,12 +75,14 @@ private:
             std::erase_if(entries, [](const DeviceEntry& entry) { return !entry.isFolder; });
         }
         for (const DeviceEntry& entry : entries) {
-            if (_environment.interrupt.isRequested() || _environment.console.isBroken()) {
+            if (isStopped()) {
                 return;
             }
             const bool isLast = &entry == &entries.back();
-            _environment.console.print(indent + (isLast ? "└── " : "├── ") + safeText(entry.name) +
-                                       (entry.isFolder ? "/" : ""));
+            _environment.console.print(_environment.options.json
+                                           ? jsonLine(entry.information)
+                                           : indent + (isLast ? "└── " : "├── ") + safeText(entry.name) +
+                                                 (entry.isFolder ? "/" : ""));
             ++(entry.isFolder ? _folders : _files);
             if (entry.isFolder) {
                 print(entry, indent + (isLast ? "    " : "│   "), depth + 1);
@@ -94,10 +106,12 @@ void addTreeCommand(Commands& commands) {
     command->add_flag("-d,--folders", options->hasFoldersOnly, "Show folders only");
     command->add_option("-L,--depth", options->depth, "Go so many folders deep")->type_name("COUNT");
     command->add_option("DEVICEPATH", options->path, "A folder on the device; all storages by default");
-    command->footer("Examples:\n"
-                    "  mtpservice tree -d -L 2\n"
-                    "  mtpservice tree Phone/Sounds\n\n" +
-                    devicePathHelp());
+    command->footer(
+        "Examples:\n"
+        "  mtpservice tree -d -L 2\n"
+        "  mtpservice tree Phone/Sounds\n"
+        "  mtpservice --json tree Card     one object for each file and folder, those of a folder behind it\n\n" +
+        devicePathHelp());
     commands.add(command, [options](Environment& environment) { return TreePrinter(environment, *options).run(); });
 }
 

@@ -68,6 +68,10 @@ VEMO_EXPORT DGSTATUS mtpReleaseFileList(_MTP_FILE_NODE* head);
 /// existing node; a name that no device takes answers DGSTATUS_FILE_INVALID_CHAR.
 VEMO_EXPORT DGSTATUS mtpCreateFolderNode(_MTP_COMMON_NODE* parent, const std::uint16_t* name, std::uint32_t nameBytes,
                                          _MTP_FOLDER_NODE** folder);
+/// While set, the names of new folders and files are the device's affair alone: one that differs from a name that is
+/// there in upper and lower case only counts as free, and characters are refused only where no name can hold them. For
+/// putting back what a device held; off at first.
+VEMO_EXPORT DGSTATUS mtpSetVerbatimNames(_MTP_DEVICE_NODE* device, bool verbatim);
 /// Deletes a file, a folder with all it holds, or a playlist.
 VEMO_EXPORT DGSTATUS mtpDeleteNode(_MTP_COMMON_NODE* node);
 VEMO_EXPORT DGSTATUS mtpRenameNode(_MTP_COMMON_NODE* node, const std::uint16_t* name, std::uint32_t nameBytes);

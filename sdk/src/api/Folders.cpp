@@ -120,6 +120,16 @@ DGSTATUS mtpCreateFolderNode(_MTP_COMMON_NODE* parent, const std::uint16_t* name
     });
 }
 
+DGSTATUS mtpSetVerbatimNames(_MTP_DEVICE_NODE* device, bool verbatim) {
+    return guarded([&]() -> DGSTATUS {
+        const DeviceCall call(device);
+        if (call) {
+            call.device().setVerbatimNames(verbatim);
+        }
+        return call.status();
+    });
+}
+
 DGSTATUS mtpDeleteNode(_MTP_COMMON_NODE* node) {
     return guarded([&]() -> DGSTATUS {
         const DeviceCall call(node, {NodeKind::folder, NodeKind::file, NodeKind::playlist});

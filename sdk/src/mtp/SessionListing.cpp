@@ -66,21 +66,42 @@ class DraftList {
 public:
     void take(const ObjectPropElement& element) {
         if (_drafts.empty() || _drafts.back().entry.handle != element.handle) {
-            const auto [place, isNew] = _places.try_emplace(element.handle, _drafts.size());
-            if (!isNew) {
-                _drafts[place->second].take(element);
+            if (Draft* known = draftOf(element.handle)) {
+                known->take(element);
                 return;
             }
-            _drafts.emplace_back();
-            _drafts.back().entry.handle = element.handle;
+            add(element.handle);
         }
         _drafts.back().take(element);
     }
     [[nodiscard]] std::vector<Draft>& drafts() { return _drafts; }
 
 private:
+    /// Most devices tell one object after the other in the order of their handles: then nothing is searched.
+    [[nodiscard]] Draft* draftOf(std::uint32_t handle) {
+        if (_drafts.empty() || (_isRising && handle > _drafts.back().entry.handle)) {
+            return nullptr;
+        }
+        if (_isRising) {
+            _isRising = false;
+            for (std::size_t i = 0; i < _drafts.size(); ++i) {
+                _places.emplace(_drafts[i].entry.handle, i);
+            }
+        }
+        const auto found = _places.find(handle);
+        return found == _places.end() ? nullptr : &_drafts[found->second];
+    }
+    void add(std::uint32_t handle) {
+        if (!_isRising) {
+            _places.emplace(handle, _drafts.size());
+        }
+        _drafts.emplace_back();
+        _drafts.back().entry.handle = handle;
+    }
+
     std::vector<Draft> _drafts;
-    std::unordered_map<std::uint32_t, std::size_t> _places;
+    bool _isRising = true;                                  ///< each handle so far was greater than the one before
+    std::unordered_map<std::uint32_t, std::size_t> _places; ///< by handle, once they are not
 };
 
 /// The device answers 0 for the root, or what the request called it.

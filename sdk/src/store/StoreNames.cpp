@@ -5,7 +5,6 @@
 #include "platform/Strings.h"
 
 #include <algorithm>
-#include <functional>
 
 namespace mtpsdk {
 
@@ -53,10 +52,6 @@ std::string fileNameFrom(std::u16string_view name) {
     }
     std::string text = platform::toUtf8(name);
     return text.size() <= maximumFileNameBytes ? text : std::string();
-}
-
-std::uint64_t foldedNameKey(std::string_view name) {
-    return std::hash<std::string>()(platform::caseFolded(name));
 }
 
 } // namespace mtpsdk

@@ -15,7 +15,4 @@ namespace mtpsdk {
 /// with an unpaired surrogate, or longer than a file system takes.
 [[nodiscard]] std::string fileNameFrom(std::u16string_view name);
 
-/// Equal for names that differ in case or composition only. Different names may share a key, though hardly ever.
-[[nodiscard]] std::uint64_t foldedNameKey(std::string_view name);
-
 } // namespace mtpsdk

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "store/StoreTree.h"
 
-#include "platform/Strings.h"
-#include "store/StoreNames.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -47,7 +44,7 @@ void StoreTree::attach(StoreNode& above, StoreNode& node) {
     node.position = static_cast<std::uint32_t>(folder.children.size());
     folder.children.push_back(&node);
     if (folder.indexed) {
-        folder.names.emplace(foldedNameKey(node.name), &node);
+        folder.names.emplace(node.name, &node);
     }
 }
 
@@ -57,7 +54,7 @@ void StoreTree::detach(StoreNode& node) {
     folder.children[node.position]->position = node.position;
     folder.children.pop_back();
     if (folder.indexed) {
-        auto [first, last] = folder.names.equal_range(foldedNameKey(node.name));
+        auto [first, last] = folder.names.equal_range(node.name);
         folder.names.erase(std::find_if(first, last, [&node](const auto& entry) { return entry.second == &node; }));
     }
 }
@@ -68,25 +65,15 @@ void StoreTree::index(StoreFolder& folder) {
     }
     folder.names.reserve(folder.children.size());
     for (StoreNode* child : folder.children) {
-        folder.names.emplace(foldedNameKey(child->name), child);
+        folder.names.emplace(child->name, child);
     }
     folder.indexed = true;
 }
 
 StoreNode* StoreTree::child(StoreNode& folder, std::string_view name) {
     index(*folder.folder);
-    auto [first, last] = folder.folder->names.equal_range(foldedNameKey(name));
-    const auto found = std::find_if(first, last, [name](const auto& entry) { return entry.second->name == name; });
-    return found != last ? found->second : nullptr;
-}
-
-StoreNode* StoreTree::similarChild(StoreNode& folder, std::string_view name, const StoreNode* except) {
-    index(*folder.folder);
-    auto [first, last] = folder.folder->names.equal_range(foldedNameKey(name));
-    const auto found = std::find_if(first, last, [name, except](const auto& entry) {
-        return entry.second != except && platform::equalIgnoringCase(entry.second->name, name);
-    });
-    return found != last ? found->second : nullptr;
+    const auto found = folder.folder->names.find(name);
+    return found != folder.folder->names.end() ? found->second : nullptr;
 }
 
 } // namespace mtpsdk

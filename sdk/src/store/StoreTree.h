@@ -17,8 +17,8 @@ struct StoreNode;
 /// The content of a folder that has been read.
 struct StoreFolder {
     std::vector<StoreNode*> children; ///< in no particular order
-    /// By foldedNameKey; built when first asked for.
-    std::unordered_multimap<std::uint64_t, StoreNode*> names;
+    /// By name (a damaged database may know one twice); built when first asked for.
+    std::unordered_multimap<std::string_view, StoreNode*> names;
     bool indexed = false;
     bool unsaved = false; ///< the database does not know yet that this is the folder's content
     int watch = -1;       ///< the watcher's number; -1: changes by others go unnoticed, so it is read again each time
@@ -61,8 +61,6 @@ public:
 
     /// The child of exactly this name.
     [[nodiscard]] StoreNode* child(StoreNode& folder, std::string_view name);
-    /// A child whose name differs at most in case or composition, other than `except`.
-    [[nodiscard]] StoreNode* similarChild(StoreNode& folder, std::string_view name, const StoreNode* except);
 
 private:
     static void index(StoreFolder& folder);

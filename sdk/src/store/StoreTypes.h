@@ -19,7 +19,7 @@ enum class StoreResult {
     noSuchParent, ///< the parent is gone, no folder, or on another storage
     full,
     readOnly,
-    nameTaken,    ///< the folder holds that name already, perhaps in another case
+    nameTaken,    ///< the folder holds that name already; another case is another name where it is for the file system
     badName,      ///< the name cannot be a file's name
     isFolder,     ///< a file was asked for
     wrongSize,    ///< other than the size announced

@@ -52,7 +52,7 @@ StoreResult Store::Implementation::checkNew(const NewStoreObject& object, StoreN
     if (fileNameFrom(platform::toUtf16(object.name)) != object.name || !isTellableName(object.name)) {
         return StoreResult::badName;
     }
-    return _tree.similarChild(*folder, object.name, nullptr) != nullptr ? StoreResult::nameTaken : StoreResult::ok;
+    return _tree.child(*folder, object.name) != nullptr ? StoreResult::nameTaken : StoreResult::ok;
 }
 
 StoreResult Store::Implementation::createFolder(const NewStoreObject& object, Handle& handle) {
@@ -133,12 +133,12 @@ StoreResult Store::Implementation::move(StoreNode& node, StoreNode& target, cons
     if (node.readOnly) {
         return StoreResult::readOnly;
     }
-    if (_tree.similarChild(target, name, &node) != nullptr) {
-        return StoreResult::nameTaken;
-    }
     StoreNode& source = *node.above;
     if (&source == &target && node.name == name) {
         return StoreResult::ok;
+    }
+    if (_tree.child(target, name) != nullptr) {
+        return StoreResult::nameTaken;
     }
     if (node.isFolder() && node.storageId != target.storageId) {
         return StoreResult::noSuchParent; // folders stay on their storage

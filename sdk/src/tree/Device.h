@@ -80,6 +80,8 @@ public:
     /// The status for a name that a child of the parent has already (not counting `except`) and that child, else 0.
     [[nodiscard]] DGSTATUS checkFree(NodeIndex parent, const std::u16string& name, NodeIndex except,
                                      NodeIndex& existing);
+    /// Whether new names are taken as they are: told apart by case, and refused only where no name can be so.
+    void setVerbatimNames(bool verbatim) { _verbatimNames = verbatim; }
 
     /// The object of a handle, whose folders need not have been listed: those above it are asked about one by one.
     /// DGSTATUS_NODE_IS_NOT_EXISTED when it is gone or the device's word about it makes no sense. (DeviceResolving.cpp)
@@ -142,6 +144,7 @@ private:
     void describeStorage(NodeIndex storage, const StorageInfo& info);
     void dropMissingStorages(const std::vector<std::uint32_t>& ids);
 
+    [[nodiscard]] bool takesName(const std::u16string& name) const;
     void merge(NodeIndex parent, std::vector<ObjectEntry>& entries);
     void dropMissing(NodeIndex parent, const std::vector<ObjectEntry>& entries);
     void refresh(NodeIndex node, const ObjectEntry& entry);
@@ -192,6 +195,7 @@ private:
     MediaCache _media;
     OwnChanges _ownChanges;
     PlaylistReferences _references;
+    bool _verbatimNames = false;
     NodeIndex _resolvedIn = 0; ///< where the object that was resolved last lies
     std::optional<std::u16string> _friendlyName;
 

@@ -21,18 +21,21 @@ public:
         : _tree(tree)
         , _parent(parent) {
         for (const ObjectEntry& entry : entries) {
-            _anyUnsafe = _anyUnsafe || safeName(entry.name) != entry.name;
+            _anyUnsafe = _anyUnsafe || !isSafeName(entry.name);
         }
         for (const ObjectEntry& entry : entries) {
-            if (_anyUnsafe && safeName(entry.name) == entry.name) {
+            if (_anyUnsafe && isSafeName(entry.name)) {
                 _rightful.insert(platform::caseFolded(entry.name));
             }
         }
     }
 
     [[nodiscard]] std::u16string nameFor(const ObjectEntry& entry, NodeIndex itself) const {
+        const bool changed = !isSafeName(entry.name);
+        if (!changed && _tree.child(_parent, entry.name, NodeTree::Match::exact, itself) == 0) {
+            return entry.name;
+        }
         const std::u16string name = safeName(entry.name);
-        const bool changed = name != entry.name;
         const NodeTree::Match match = changed ? NodeTree::Match::anyCase : NodeTree::Match::exact;
         return distinctName(name, entry.handle, [&](const std::u16string& candidate) {
             const bool reserved = (changed || candidate != name) && _rightful.contains(platform::caseFolded(candidate));
@@ -144,12 +147,16 @@ void Device::refresh(NodeIndex node, const ObjectEntry& entry) {
     }
 }
 
+bool Device::takesName(const std::u16string& name) const {
+    return _verbatimNames ? isSafeName(name) : isAcceptableName(name);
+}
+
 DGSTATUS Device::checkFree(NodeIndex parent, const std::u16string& name, NodeIndex except, NodeIndex& existing) {
     const DGSTATUS status = load(parent, true, true);
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }
-    existing = _tree.child(parent, name, NodeTree::Match::anyCase, except);
+    existing = _tree.child(parent, name, _verbatimNames ? NodeTree::Match::exact : NodeTree::Match::anyCase, except);
     if (existing == 0) {
         return DGSTATUS_SUCCESS;
     }

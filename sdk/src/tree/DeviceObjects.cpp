@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tree/Device.h"
-#include "tree/SafeNames.h"
 
 namespace mtpsdk {
 
 DGSTATUS Device::createFolder(NodeIndex parent, const std::u16string& name, NodeIndex& folder) {
-    if (!isAcceptableName(name)) {
+    if (!takesName(name)) {
         return DGSTATUS_FILE_INVALID_CHAR;
     }
     DGSTATUS status = checkFree(parent, name, 0, folder);
@@ -69,7 +68,7 @@ DGSTATUS Device::renameNode(NodeIndex node, const std::u16string& name) {
     if (_tree.at(node).kind == NodeKind::playlist) {
         return renamePlaylist(node, name);
     }
-    if (!isAcceptableName(name)) {
+    if (!takesName(name)) {
         return DGSTATUS_FILE_INVALID_CHAR;
     }
     if (_tree.name(node) == name) {

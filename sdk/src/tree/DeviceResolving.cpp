@@ -6,11 +6,9 @@
 namespace mtpsdk {
 namespace {
 
-/// As deep as the tree takes folders in; a way up that is longer, or that comes back to itself, is made up.
-constexpr std::size_t longestWay = 128;
-
+/// A way up that is longer than the tree is deep, or that comes back to itself, is made up.
 bool isNewStep(const std::vector<ObjectEntry>& way, std::uint32_t handle) {
-    return handle != 0 && handle != rootParent && way.size() < longestWay &&
+    return handle != 0 && handle != rootParent && way.size() < NodeTree::greatestDepth &&
            std::ranges::find(way, handle, &ObjectEntry::handle) == way.end();
 }
 

@@ -4,7 +4,6 @@
 #include "tree/Device.h"
 #include "tree/LocalFile.h"
 #include "tree/Progress.h"
-#include "tree/SafeNames.h"
 
 #include <filesystem>
 
@@ -24,11 +23,11 @@ DGSTATUS Device::sendFile(const std::string& path, const std::u16string& name, N
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }
-    if (!isAcceptableName(name)) {
+    if (!takesName(name)) {
         return DGSTATUS_FILE_INVALID_CHAR;
     }
     status = checkFree(parent, name, 0, file);
-    if (file != 0 && _tree.child(parent, name, NodeTree::Match::anyCase, file) != 0) {
+    if (file != 0 && !_verbatimNames && _tree.child(parent, name, NodeTree::Match::anyCase, file) != 0) {
         file = 0; // two that differ only in case: deleting either would not make room, so neither is offered
     }
     if (status != DGSTATUS_SUCCESS) {

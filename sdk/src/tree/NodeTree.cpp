@@ -11,9 +11,6 @@
 namespace mtpsdk {
 namespace {
 
-/// Deeper than any path an application could write down; a device that nests further is making it up.
-constexpr unsigned greatestDepth = 128;
-
 std::uint32_t hashOf(std::u16string_view folded) {
     std::uint32_t hash = 2166136261U;
     for (const char16_t unit : folded) {

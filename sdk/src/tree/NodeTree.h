@@ -113,6 +113,9 @@ public:
     // Children of a storage or folder.
     [[nodiscard]] NodeIndex first(NodeIndex parent, NodeKind kind) const;
     [[nodiscard]] NodeIndex next(NodeIndex node) const { return _nodes[node].next; }
+    /// Folders lie no deeper in each other. A little more than applications are told of, so that they can tell that
+    /// something is left out; a device that nests further is making it up.
+    static constexpr unsigned greatestDepth = 1010;
     enum class Match { anyCase, exact };
     /// The first child of this name other than `except`, or 0.
     [[nodiscard]] NodeIndex child(NodeIndex parent, const std::u16string& name, Match match = Match::anyCase,

@@ -323,7 +323,9 @@ void* mtpRecordAllocate(std::size_t size) {
 }
 
 void mtpRecordFree(void* memory) {
-    mtpsdk::recordMemory().release(memory);
+    if (memory != nullptr) {
+        mtpsdk::recordMemory().release(memory);
+    }
 }
 
 std::size_t mtpRecordBytesInUse(void) {

@@ -23,15 +23,20 @@ std::uint16_t* newRecordText(std::u16string_view text) {
 }
 
 std::u16string readText(const std::uint16_t* text, std::size_t units) {
-    std::u16string copy;
-    for (std::size_t i = 0; text != nullptr && i < units; ++i) {
-        // A caller's pointer may lie at any address.
+    // A caller's pointer may lie at any address.
+    const auto* const bytes = reinterpret_cast<const std::byte*>(text);
+    const auto isEnd = [bytes](std::size_t i) {
         char16_t unit = 0;
-        std::memcpy(&unit, reinterpret_cast<const std::byte*>(text) + i * sizeof unit, sizeof unit);
-        if (unit == 0) {
-            break;
-        }
-        copy.push_back(unit);
+        std::memcpy(&unit, bytes + i * sizeof unit, sizeof unit);
+        return unit == 0;
+    };
+    std::size_t length = 0;
+    while (text != nullptr && length < units && !isEnd(length)) {
+        ++length;
+    }
+    std::u16string copy(length, u'\0');
+    if (length != 0) {
+        std::memcpy(copy.data(), bytes, length * sizeof(char16_t));
     }
     return copy;
 }

@@ -39,7 +39,16 @@ std::u16string cut(std::u16string_view text, std::size_t units) {
 
 } // namespace
 
+bool isSafeName(std::u16string_view name) {
+    const auto unsafe = [](char16_t unit) { return isControl(unit) || unit == u'/'; };
+    return !name.empty() && name.size() <= maximumTextUnits && name != u"." && name != u".." && pairsSurrogates(name) &&
+           std::none_of(name.begin(), name.end(), unsafe);
+}
+
 std::u16string safeName(std::u16string_view name) {
+    if (isSafeName(name)) {
+        return std::u16string(name);
+    }
     std::u16string safe = cut(name, maximumTextUnits);
     std::replace_if(
         safe.begin(), safe.end(), [](char16_t unit) { return isControl(unit) || unit == u'/'; }, u'_');
@@ -75,12 +84,7 @@ std::u16string distinctName(const std::u16string& name, std::uint32_t handle,
 }
 
 bool isAcceptableName(std::u16string_view name) {
-    constexpr std::u16string_view reserved = u":*?\"\\/<>|";
-    const auto refused = [&](char16_t unit) {
-        return isControl(unit) || reserved.find(unit) != std::u16string_view::npos;
-    };
-    return !name.empty() && name.size() <= maximumTextUnits && name != u"." && name != u".." && pairsSurrogates(name) &&
-           std::none_of(name.begin(), name.end(), refused);
+    return isSafeName(name) && name.find_first_of(u":*?\"\\<>|") == std::u16string_view::npos;
 }
 
 } // namespace mtpsdk

@@ -10,6 +10,10 @@
 /// an application wants to call one is checked against what devices take.
 namespace mtpsdk {
 
+/// Whether a file can have the name as it is: not empty, not "." or "..", no longer than the protocol can carry, and
+/// without control characters, unpaired surrogates and "/".
+[[nodiscard]] bool isSafeName(std::u16string_view name);
+
 /// A device's name without what would be dangerous in a path: "/", NUL and control characters become "_", as does each
 /// dot of "." and ".."; an empty name becomes "_", an unpaired surrogate U+FFFD; overlong names are cut.
 [[nodiscard]] std::u16string safeName(std::u16string_view name);
@@ -19,8 +23,7 @@ namespace mtpsdk {
 [[nodiscard]] std::u16string distinctName(const std::u16string& name, std::uint32_t handle,
                                           const std::function<bool(const std::u16string&)>& taken);
 
-/// Whether a device's file system can be trusted to take the name: not empty, not "." or "..", no longer than the
-/// protocol can carry, and without control characters and : * ? " \ / < > |.
+/// Whether any device's file system can be trusted to take the name: a safe one without : * ? " \ < > |.
 [[nodiscard]] bool isAcceptableName(std::u16string_view name);
 
 } // namespace mtpsdk

@@ -268,6 +268,10 @@ DGSTATUS mtpCreateFolderNode(_MTP_COMMON_NODE* parent, const std::uint16_t* name
     *folder = lib.addFolder(parent, text.substr(0, text.rfind('#')));
     return DGSTATUS_SUCCESS;
 }
+DGSTATUS mtpSetVerbatimNames(_MTP_DEVICE_NODE* /*device*/, bool verbatim) {
+    NOTE(verbatim ? "on" : "off")
+    return DGSTATUS_SUCCESS;
+}
 DGSTATUS mtpDeleteNode(_MTP_COMMON_NODE* node) {
     NOTE(NAME(node))
     lib.kill(node);

@@ -28,8 +28,14 @@ protected:
     }
     /// A new service, which knows nothing yet of the device.
     void reopen() {
+        close();
+        open();
+    }
+    void close() {
         service->releaseDeviceHeadNode();
         service.reset();
+    }
+    void open() {
         service = std::make_unique<MTPService>();
         service->setLocationID(device->locationID());
         service->setDeviceInformation(platform::Dictionary{{"MN", "Model"}, {"HVID", "Vault:10027009"}});

@@ -20,6 +20,11 @@ protected:
         }
         return list;
     }
+    void wipe() {
+        for (const auto& folder : std::filesystem::directory_iterator(device->path("Phone"))) {
+            std::filesystem::remove_all(folder.path());
+        }
+    }
     static Array entry(const std::string& path) { return {Dictionary{{"FilePath", path}}}; }
 };
 
@@ -54,12 +59,42 @@ TEST_F(FileServiceBackupTest, OddNamesComeBackByteForByte) {
     }
 }
 
-TEST_F(FileServiceBackupTest, NamesThatDifferInCaseLieSideBySide) {
+TEST_F(FileServiceBackupTest, NamesThatNothingElseWouldSendGoBackAsTheyWere) {
     put("Phone/Music/a", "lower");
     put("Phone/Music/A", "upper");
+    put("Phone/music/a", "in the other folder");
+    put("Phone/What: is \"this\"?/<*>|\\.txt", "reserved");
     reopen();
+    const auto before = tree(device->path("Phone"));
     EXPECT_TRUE(service->fileBackup(service->subpathsAtDisk(std::nullopt, 0), backup()));
-    EXPECT_EQ(tree(backup()), tree(device->path("Phone")));
+    EXPECT_EQ(tree(backup()), before);
+    wipe();
+    reopen();
+    EXPECT_TRUE(service->fileRestore(restorable()));
+    EXPECT_EQ(tree(device->path("Phone")), before);
+    EXPECT_TRUE(service->fileRestore(restorable())) << "each replaces itself";
+    EXPECT_EQ(tree(device->path("Phone")), before);
+    EXPECT_FALSE(service->createFolder("/Player/Phone/a?")) << "only what is restored";
+}
+
+TEST_F(FileServiceBackupTest, FoldersAreRestoredAsFolders) {
+    std::filesystem::create_directories(files.path("empty"));
+    EXPECT_TRUE(service->fileRestore(Array{Dictionary{{"FilePath", files.path("empty")}, {"subFilePath", "In/Side?"}},
+                                           Dictionary{{"FilePath", files.path("empty")}, {"subFilePath", "in"}}}));
+    EXPECT_TRUE(std::filesystem::is_directory(device->path("Phone/In/Side?")));
+    EXPECT_TRUE(std::filesystem::is_directory(device->path("Phone/in")));
+    EXPECT_FALSE(service->fileRestore(Array{Dictionary{{"FilePath", files.path("empty")}, {"subFilePath", "a/../b"}}}));
+    EXPECT_FALSE(isOnDevice("Phone/b"));
+}
+
+TEST_F(FileServiceBackupTest, ADeviceThatTellsNamesApartByMoreThanCaseGetsWhatItTakes) {
+    put("Phone/Sounds/a.txt", "old");
+    reopen();
+    tests::writeFile(write("A.txt", "new"), "new");
+    const Array list{Dictionary{{"FilePath", files.path("A.txt")}, {"subFilePath", "Sounds/A.txt"}}};
+    device->faults().refuse({mtpsdk::OperationCode::SendObjectPropList}, mtpsdk::ResponseCode::AccessDenied);
+    EXPECT_TRUE(service->fileRestore(list));
+    EXPECT_EQ(tree(device->path("Phone")), (std::map<std::string, std::string>{{"Sounds/A.txt", "new"}}));
 }
 
 TEST_F(FileServiceBackupTest, RestoringReplacesWhatIsThere) {

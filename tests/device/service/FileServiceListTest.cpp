@@ -46,6 +46,14 @@ TEST_F(FileServiceListTest, WhatIsNoFolderHasNoListing) {
     }
 }
 
+TEST_F(FileServiceListTest, AColonInADevicePathIsPartOfAName) {
+    put("Phone/Part 1: Begin/a: b.mp3", "song");
+    reopen();
+    EXPECT_EQ(values(service->fileLists("/Player/Phone/Part 1: Begin"), "FileName"), Names{"a: b.mp3"});
+    EXPECT_EQ(service->folderLists("/Player/Phone/Part 1: Begin"), Array());
+    EXPECT_TRUE(service->readFileData("/Player/Phone/Part 1: Begin/a: b.mp3"));
+}
+
 TEST_F(FileServiceListTest, AHiddenVolumeIsListedUnderTheNameThatItWasGiven) {
     put("Vault/Music/x.mp3", "hidden");
     put("Vault/top.txt", "top");
@@ -121,15 +129,17 @@ TEST_F(FileServiceListTest, AHostileDeviceDecidesNoPaths) {
 
 TEST_F(FileServiceListTest, AFolderOfTenThousandAndFoldersInFolders) {
     constexpr std::size_t many = 10'000;
+    close(); // an open device would look at each file as it comes
     for (std::size_t i = 0; i < many; ++i) {
         put("Phone/Sounds/" + std::to_string(i) + ".txt", "");
     }
     std::string deep = "Phone";
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         deep += "/d";
     }
     put(deep + "/file", "down here");
-    reopen();
+    put(deep + "/deeper/still", "out of sight");
+    open();
     const auto listed = service->fileLists("/Player/Phone/Sounds");
     EXPECT_EQ(values(listed, "FileName").size(), many);
     EXPECT_TRUE(indexed("/Player/Phone/Sounds/9999.txt"));

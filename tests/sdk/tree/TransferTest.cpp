@@ -210,6 +210,27 @@ TEST_F(TransferTest, saysWhatIsWrongWithALocalFile) {
     EXPECT_EQ(text(file->name), "good.mp3");
 }
 
+TEST_F(TransferTest, takesNamesVerbatimWhereThatWasAskedFor) {
+    const _MTP_FILE_NODE* song = sent("song.mp3", "lower");
+    ASSERT_EQ(mtpSetVerbatimNames(device(), true), DGSTATUS_SUCCESS);
+    _MTP_FILE_NODE* file = nullptr;
+    EXPECT_EQ(send(_folder.write("SONG.mp3", "upper"), root(), &file), DGSTATUS_SUCCESS);
+    EXPECT_EQ(send(_folder.write("song.mp3", "again"), root(), &file), DGSTATUS_NODE_FILE_DUPNAME_EXISTED);
+    EXPECT_EQ(file, song);
+    EXPECT_EQ(send(_folder.write("what: *?\"\\<>|.mp3", "x"), root(), &file), DGSTATUS_SUCCESS);
+    EXPECT_TRUE(existsOnDevice("Internal/what: *?\"\\<>|.mp3"));
+    _MTP_FOLDER_NODE* folder = nullptr;
+    EXPECT_EQ(createFolder(root(), "a:b", &folder), DGSTATUS_SUCCESS);
+    for (const char* impossible : {"", ".", "..", "a/b", "a\nb"}) {
+        EXPECT_EQ(createFolder(root(), impossible, &folder), DGSTATUS_FILE_INVALID_CHAR) << impossible;
+    }
+    ASSERT_EQ(mtpSetVerbatimNames(device(), false), DGSTATUS_SUCCESS);
+    EXPECT_EQ(createFolder(root(), "A:b", &folder), DGSTATUS_FILE_INVALID_CHAR);
+    EXPECT_EQ(send(_folder.write("Song.mp3", "x"), root(), &file), DGSTATUS_NODE_FILE_DUPNAME_EXISTED);
+    EXPECT_EQ(file, nullptr) << "two of them already";
+    EXPECT_EQ(mtpSetVerbatimNames(nullptr, true), DGSTATUS_INVALID_PARAMETER);
+}
+
 TEST_F(TransferTest, sendsDecomposedAndLongNames) {
     _MTP_FILE_NODE* file = nullptr;
     _folder.write("Cafe\u0301.mp3", "abc");
