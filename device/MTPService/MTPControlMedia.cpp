@@ -266,7 +266,7 @@ std::optional<Dictionary> MtpControl::mediaInfoContents(const _MTP_MEDIA_FILE_IN
     if (media == nullptr) {
         return std::nullopt;
     }
-    constexpr std::size_t usualKeys = 16;
+    constexpr std::size_t usualKeys = 8;
     Dictionary info;
     info.reserve(usualKeys);
     setText(info, "FileName", fileName ? fileName : nodeText(media->file.name, media->file.nameSize));
