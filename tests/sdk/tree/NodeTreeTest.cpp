@@ -186,7 +186,7 @@ TEST_F(NodeTreeTest, knowsWhatRecordsDoNotSayBeforeTheNextCall) {
     _tree->update(gone, entry(6, musicFormat, 600), u"going.mp3");
     _tree->setPlaylistName(list, u"Another");
     _tree->edited<_MTP_PLAYLIST_NODE>(list).fileCount = 3;
-    EXPECT_EQ(_tree->known<_MTP_FILE_NODE>(node).size, 500U);
+    EXPECT_EQ(+_tree->known<_MTP_FILE_NODE>(node).size, 500U);
     EXPECT_EQ(_tree->child(_storage, u"renamed.mp3"), node);
     EXPECT_EQ(_tree->child(_storage, u"a.mp3"), 0U);
     EXPECT_EQ(_tree->name(list), u"Another");

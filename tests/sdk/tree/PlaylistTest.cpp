@@ -149,7 +149,7 @@ TEST_F(PlaylistTest, referencesFollowWhatBecomesOfTheFiles) {
     _MTP_PLAYLIST_NODE* mix = created("Mix", {_songs[0], _songs[1], _songs[0], _songs[2]});
     ASSERT_EQ(rename(_songs[0], "renamed.mp3"), DGSTATUS_SUCCESS);
     ASSERT_EQ(mtpDeleteNode(&_songs[1]->header), DGSTATUS_SUCCESS);
-    EXPECT_EQ(mix->fileCount, 3U);
+    EXPECT_EQ(+mix->fileCount, 3U);
     EXPECT_EQ(listed(mix), (Names{"renamed.mp3", "renamed.mp3", "c.mp3"}));
     close();
     mix = found("Mix");
