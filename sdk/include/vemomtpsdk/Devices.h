@@ -5,6 +5,8 @@
 #include "vemomtpsdk/Status.h"
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,11 +28,33 @@ struct AttachedDevice {
     std::string kind;     ///< "virtual" or "usb"
     std::string location; ///< the virtual device's directory, or bus and port of a USB device
     std::vector<HiddenStorage> hiddenStorages;
+    std::uint32_t plugging = 0; ///< another number each time the device is plugged in
 };
 
 /// All attached devices: the virtual ones of the directories in MTPSERVICE_VIRTUAL_DEVICES (colon-separated) and of
-/// addVirtualDevice, each directory once.
+/// addVirtualDevice, each directory once, and those on the USB buses that speak MTP (none in a build without libusb,
+/// and none while the variable MTPSERVICE_NO_USB is set).
 VEMO_EXPORT std::vector<AttachedDevice> attachedDevices();
+
+enum class DeviceChange { attached, detached };
+
+/// Tells of devices as they come and go, for as long as it lives; those that are attached when it is made come first.
+/// Calls are made one at a time on a thread of the watch, within a second or so of what they tell. A device that was
+/// pulled out and plugged in again meanwhile is told as both.
+class VEMO_EXPORT DeviceWatch {
+public:
+    using Callback = std::function<void(DeviceChange change, const AttachedDevice& device)>;
+
+    explicit DeviceWatch(Callback callback);
+    /// Returns when no call is under way, unless it is made from within one.
+    ~DeviceWatch();
+    DeviceWatch(const DeviceWatch&) = delete;
+    DeviceWatch& operator=(const DeviceWatch&) = delete;
+
+private:
+    class Implementation;
+    std::unique_ptr<Implementation> _implementation;
+};
 
 /// Attaches the virtual device in `directory` to this process. DGSTATUS_NO_DEVICE_ATTACHED when there is none.
 VEMO_EXPORT DGSTATUS addVirtualDevice(const std::string& directory);

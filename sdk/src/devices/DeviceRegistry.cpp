@@ -11,6 +11,10 @@
 
 namespace mtpsdk {
 
+std::shared_ptr<void> DeviceSource::watch(std::function<void()> /*changed*/) {
+    return nullptr;
+}
+
 DeviceRegistry& DeviceRegistry::shared() {
     // Never destroyed: threads of an application may still ask while the process ends.
     static auto& registry = *[] {
@@ -52,6 +56,14 @@ DGSTATUS DeviceRegistry::openTransport(std::uint32_t locationId, std::unique_ptr
         }
     }
     return DGSTATUS_NO_DEVICE_ATTACHED;
+}
+
+std::vector<std::shared_ptr<void>> DeviceRegistry::watch(const std::function<void()>& changed) {
+    std::vector<std::shared_ptr<void>> watches;
+    for (const auto& source : sources()) {
+        watches.push_back(source->watch(changed));
+    }
+    return watches;
 }
 
 std::uint64_t DeviceRegistry::addListener(Listener listener) {

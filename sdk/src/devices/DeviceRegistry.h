@@ -22,6 +22,9 @@ public:
     /// DGSTATUS_DEVICE_OPEN_FAILED when the device cannot be opened (another program holds it, its directory is
     /// damaged); `transport` is null then.
     [[nodiscard]] virtual DGSTATUS openTransport(std::uint32_t locationId, std::unique_ptr<Transport>& transport) = 0;
+    /// Calls `changed`, on any thread, when a device may have come or gone, for as long as the result is kept. Null
+    /// from a source that does not notice by itself: it has to be asked from time to time.
+    [[nodiscard]] virtual std::shared_ptr<void> watch(std::function<void()> changed);
 };
 
 /// Every device of every source, and the news of those that come and go. Thread-safe.
@@ -43,6 +46,8 @@ public:
     /// The number identifies the listener for removeListener, which returns when no call to it is under way.
     std::uint64_t addListener(Listener listener);
     void removeListener(std::uint64_t listener);
+    /// What the sources notice by themselves (see DeviceSource::watch).
+    [[nodiscard]] std::vector<std::shared_ptr<void>> watch(const std::function<void()>& changed);
     /// For sources: tells the listeners.
     void announce(std::uint32_t locationId, Change change);
 

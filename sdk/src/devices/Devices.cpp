@@ -2,6 +2,7 @@
 #include "vemomtpsdk/Devices.h"
 
 #include "devices/DeviceRegistry.h"
+#include "devices/DeviceWatcher.h"
 #include "devices/VirtualDevices.h"
 #include "platform/Files.h"
 #include "store/StoreDescription.h"
@@ -13,6 +14,7 @@
 #include <random>
 #include <sys/stat.h>
 #include <system_error>
+#include <utility>
 
 namespace vemomtpsdk {
 
@@ -58,6 +60,20 @@ bool isEmptyOrMissing(const std::string& directory, std::string& error) {
 std::vector<AttachedDevice> attachedDevices() {
     return mtpsdk::DeviceRegistry::shared().devices();
 }
+
+class DeviceWatch::Implementation {
+public:
+    explicit Implementation(Callback callback)
+        : _watcher(mtpsdk::DeviceRegistry::shared(), std::move(callback)) {}
+
+private:
+    mtpsdk::DeviceWatcher _watcher;
+};
+
+DeviceWatch::DeviceWatch(Callback callback)
+    : _implementation(std::make_unique<Implementation>(std::move(callback))) {}
+
+DeviceWatch::~DeviceWatch() = default;
 
 DGSTATUS addVirtualDevice(const std::string& directory) {
     auto& registry = mtpsdk::DeviceRegistry::shared();

@@ -3,19 +3,22 @@
 
 #include "platform/Log.h"
 #include "transport/usb/UsbDeviceFinder.h"
+#include "transport/usb/UsbHotplug.h"
 #include "transport/usb/UsbTransport.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 namespace mtpsdk {
 namespace {
 
+bool leftAlone() {
+    return std::getenv("MTPSERVICE_NO_USB") != nullptr;
+}
+
 std::vector<UsbDevice> attachedUsbDevices() {
-    if (std::getenv("MTPSERVICE_NO_USB") != nullptr || !anyUsbCandidate()) {
-        return {};
-    }
-    return findUsbDevices();
+    return leftAlone() || !anyUsbCandidate() ? std::vector<UsbDevice>() : findUsbDevices();
 }
 
 } // namespace
@@ -31,6 +34,7 @@ std::vector<vemomtpsdk::AttachedDevice> UsbDevices::devices() {
         device.serialNumber = found.serialNumber;
         device.kind = "usb";
         device.location = found.port;
+        device.plugging = found.address;
         attached.push_back(std::move(device));
     }
     return attached;
@@ -47,6 +51,10 @@ DGSTATUS UsbDevices::openTransport(std::uint32_t locationId, std::unique_ptr<Tra
     transport = UsbTransport::open(*device, status, reason);
     tell(locationId, reason);
     return status;
+}
+
+std::shared_ptr<void> UsbDevices::watch(std::function<void()> changed) {
+    return leftAlone() ? nullptr : UsbHotplug::make(std::move(changed));
 }
 
 void UsbDevices::tell(std::uint32_t locationId, const std::string& reason) {

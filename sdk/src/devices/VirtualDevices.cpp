@@ -86,6 +86,7 @@ bool VirtualDevices::attach(const std::string& directory) {
     }
     Device device;
     device.locationId = freeLocation(description.locationId, directory);
+    device.plugging = ++_pluggings;
     _devices.emplace(directory, std::move(device));
     return true;
 }
@@ -129,6 +130,7 @@ std::vector<vemomtpsdk::AttachedDevice> VirtualDevices::devices() {
         std::string error;
         if (readDescription(directory, description, error)) {
             attached.push_back(describe(directory, device.locationId, description));
+            attached.back().plugging = device.plugging;
         }
     }
     return attached;

@@ -40,6 +40,7 @@ public:
 private:
     struct Device {
         std::uint32_t locationId = 0;
+        std::uint32_t plugging = 0;
         std::shared_ptr<FaultPlan> faults = std::make_shared<FaultPlan>();
         std::weak_ptr<Store> store;
         std::vector<std::weak_ptr<LoopbackTransport::Plug>> lines;
@@ -53,7 +54,8 @@ private:
 
     std::mutex _mutex;
     std::map<std::string, Device> _devices; ///< by canonical directory
-    std::set<std::string> _removed;         ///< of the environment variable's, pulled out by hand
+    std::uint32_t _pluggings = 0;
+    std::set<std::string> _removed; ///< of the environment variable's, pulled out by hand
 };
 
 /// The location that a virtual device gets from its directory: in a range that no bus has.
