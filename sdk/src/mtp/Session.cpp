@@ -67,7 +67,27 @@ Session::Implementation::~Implementation() {
     events.reset();
 }
 
-DGSTATUS Session::Implementation::open() {
+bool Session::Implementation::can(OperationCode operation) const {
+    switch (operation) {
+    case OperationCode::GetObjectPropList:
+        return device.supports(operation) && !quirks.has(Quirk::noPropertyLists);
+    case OperationCode::SendObjectPropList:
+        return device.supports(operation) && !quirks.has(Quirk::noSendPropertyList);
+    case OperationCode::SetObjectPropValue:
+        return device.supports(operation) && !quirks.has(Quirk::noPropertyWrites);
+    case OperationCode::GetObjectReferences:
+    case OperationCode::SetObjectReferences:
+        return device.supports(operation) && !quirks.has(Quirk::noReferences);
+    default:
+        return device.supports(operation);
+    }
+}
+
+DGSTATUS Session::Implementation::open(const QuirkTable& table) {
+    quirks = table.of(transport->usbId());
+    if (quirks.has(Quirk::resetAtOpening) && transport->reset() == DGSTATUS_NO_DEVICE_ATTACHED) {
+        return DGSTATUS_NO_DEVICE_ATTACHED;
+    }
     DGSTATUS status = transactions.openSession();
     if (status == DGSTATUS_NO_DEVICE_ATTACHED) {
         return status;
@@ -89,13 +109,15 @@ DGSTATUS Session::Implementation::open() {
     if (!decode(data, device)) {
         return DGSTATUS_INTERNAL_INVALIDDATASET;
     }
+    quirks.add(table.of(device.manufacturer, device.model));
     events = std::make_unique<EventPump>(*transport);
     return DGSTATUS_SUCCESS;
 }
 
-DGSTATUS Session::open(std::unique_ptr<Transport> transport, std::unique_ptr<Session>& session) {
+DGSTATUS Session::open(std::unique_ptr<Transport> transport, std::unique_ptr<Session>& session,
+                       const QuirkTable& table) {
     auto implementation = std::make_unique<Implementation>(std::move(transport));
-    const DGSTATUS status = implementation->open();
+    const DGSTATUS status = implementation->open(table);
     if (status == DGSTATUS_SUCCESS) {
         session.reset(new Session(std::move(implementation)));
     }
@@ -109,6 +131,10 @@ Session::~Session() = default;
 
 const DeviceInfo& Session::deviceInfo() const {
     return _implementation->device;
+}
+
+Quirks Session::quirks() const {
+    return _implementation->quirks;
 }
 
 void Session::setEventHandler(EventHandler handler) {
@@ -172,6 +198,16 @@ DGSTATUS Session::objectsOfFormat(std::uint32_t storageId, std::uint16_t format,
 DGSTATUS Session::mediaProperties(std::uint32_t handle, std::uint16_t format, MediaProperties& media) {
     const Turn turn(*_implementation);
     return turn.run([&] { return _implementation->mediaProperties(handle, format, media); });
+}
+
+std::vector<std::uint16_t> Session::supportedProperties(std::uint16_t format) {
+    const Turn turn(*_implementation);
+    std::vector<std::uint16_t> properties;
+    (void) turn.run([&]() -> DGSTATUS {
+        properties = _implementation->supportedProperties(format);
+        return DGSTATUS_SUCCESS;
+    });
+    return properties;
 }
 
 DGSTATUS Session::setMediaProperties(std::uint32_t handle, std::uint16_t format, const MediaProperties& media) {

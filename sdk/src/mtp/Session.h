@@ -3,6 +3,7 @@
 
 #include "mtp/Codes.h"
 #include "mtp/Datasets.h"
+#include "mtp/Quirks.h"
 #include "transport/Transport.h"
 #include "vemomtpsdk/Status.h"
 
@@ -65,13 +66,16 @@ public:
     using EventHandler = std::function<void(const Event&)>;
 
     /// Opens a session (takes over one that is open) and asks for the device's description.
-    [[nodiscard]] static DGSTATUS open(std::unique_ptr<Transport> transport, std::unique_ptr<Session>& session);
+    [[nodiscard]] static DGSTATUS open(std::unique_ptr<Transport> transport, std::unique_ptr<Session>& session,
+                                       const QuirkTable& table = QuirkTable::shared());
     /// Closes the session and ends the event thread.
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
     [[nodiscard]] const DeviceInfo& deviceInfo() const;
+    /// What is done another way with this model.
+    [[nodiscard]] Quirks quirks() const;
     /// Events before the first call are kept and delivered then. An empty handler pauses delivery; the call returns
     /// when none is under way (unless made from within).
     void setEventHandler(EventHandler handler);
@@ -93,6 +97,8 @@ public:
     [[nodiscard]] DGSTATUS objectsOfFormat(std::uint32_t storageId, std::uint16_t format,
                                            std::vector<std::uint32_t>& handles);
     [[nodiscard]] DGSTATUS mediaProperties(std::uint32_t handle, std::uint16_t format, MediaProperties& media);
+    /// What the objects of a format keep; empty where the device does not tell.
+    [[nodiscard]] std::vector<std::uint16_t> supportedProperties(std::uint16_t format);
     /// Writes the properties that are present and that the device allows to be set.
     [[nodiscard]] DGSTATUS setMediaProperties(std::uint32_t handle, std::uint16_t format, const MediaProperties& media);
 

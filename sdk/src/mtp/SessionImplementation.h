@@ -26,7 +26,7 @@ public:
     explicit Implementation(std::unique_ptr<Transport> line);
     ~Implementation();
 
-    [[nodiscard]] DGSTATUS open();
+    [[nodiscard]] DGSTATUS open(const QuirkTable& table);
 
     // Storages and objects (SessionListing.cpp).
     [[nodiscard]] DGSTATUS storageIds(std::vector<std::uint32_t>& ids);
@@ -54,12 +54,14 @@ public:
     [[nodiscard]] DGSTATUS getObject(std::uint32_t handle, std::uint64_t size, const BlockSink& sink,
                                      const TransferProgress& progress);
 
-    [[nodiscard]] bool can(OperationCode operation) const { return device.supports(operation); }
+    /// What the device announces and no quirk forbids.
+    [[nodiscard]] bool can(OperationCode operation) const;
 
     std::unique_ptr<Transport> transport;
     Transactions transactions;
     std::unique_ptr<EventPump> events;
     DeviceInfo device;
+    Quirks quirks;
 
     std::mutex turn;
     std::atomic<std::thread::id> turnHolder{};

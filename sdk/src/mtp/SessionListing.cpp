@@ -169,7 +169,7 @@ DGSTATUS Session::Implementation::storageIds(std::vector<std::uint32_t>& ids) {
 }
 
 bool Session::Implementation::listsByProperties(std::uint32_t storageId, std::uint32_t parent) {
-    if (!can(OperationCode::GetObjectPropList) || _folderListsRefused) {
+    if (!can(OperationCode::GetObjectPropList) || _folderListsRefused || quirks.has(Quirk::noFolderLists)) {
         return false;
     }
     if (parent != 0) {

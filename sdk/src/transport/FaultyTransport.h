@@ -56,6 +56,7 @@ public:
     [[nodiscard]] DGSTATUS reset() override;
     [[nodiscard]] DGSTATUS readEvent(std::vector<std::byte>& container, std::chrono::milliseconds timeout) override;
     void close() override;
+    [[nodiscard]] std::optional<UsbId> usbId() const override { return _inner->usbId(); }
 
 private:
     struct Planned {

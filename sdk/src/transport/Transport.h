@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -22,6 +23,12 @@ using BlockSink = std::function<bool(std::span<const std::byte> block)>;
 struct DeviceStatus {
     std::uint16_t code = 0;                ///< an MTP response code; 0x2001 OK, 0x2019 busy
     std::vector<std::uint32_t> parameters; ///< stalled endpoints
+};
+
+/// What a device on a USB bus is known by.
+struct UsbId {
+    std::uint16_t vendor = 0;
+    std::uint16_t product = 0;
 };
 
 /// Carries container phases between the initiator and one device: bulk out, bulk in, the interrupt endpoint and the
@@ -57,6 +64,9 @@ public:
     [[nodiscard]] virtual DGSTATUS readEvent(std::vector<std::byte>& container, std::chrono::milliseconds timeout) = 0;
 
     virtual void close() = 0;
+
+    /// Missing on lines that are no USB.
+    [[nodiscard]] virtual std::optional<UsbId> usbId() const { return std::nullopt; }
 };
 
 } // namespace mtpsdk

@@ -116,6 +116,8 @@ public:
         return DGSTATUS_SUCCESS;
     }
 
+    std::optional<UsbId> usbId() const override { return _script.usbId; }
+
     void close() override {
         const std::lock_guard lock(_line->mutex);
         _line->closed = true;
@@ -196,9 +198,9 @@ std::unique_ptr<Transport> Script::transport() {
     return std::make_unique<ScriptedTransport>(*this);
 }
 
-std::unique_ptr<Session> Script::open() {
+std::unique_ptr<Session> Script::open(const QuirkTable& table) {
     std::unique_ptr<Session> session;
-    EXPECT_EQ(Session::open(transport(), session), DGSTATUS_SUCCESS);
+    EXPECT_EQ(Session::open(transport(), session, table), DGSTATUS_SUCCESS);
     commands.clear();
     return session;
 }

@@ -49,6 +49,7 @@ public:
     std::vector<DGSTATUS> cancelAnswers;      ///< used up from the front; then success
     std::vector<std::uint32_t> cancels;       ///< transaction IDs
     unsigned resets = 0;
+    std::optional<UsbId> usbId;
     std::set<OperationCode>
         stalls; ///< operations whose data phase halts the line; data going out is refused by response
     std::size_t blockSize = std::size_t{100} << 10; ///< of data phases, both ways
@@ -58,7 +59,7 @@ public:
     [[nodiscard]] std::size_t count(OperationCode operation) const;
     [[nodiscard]] std::unique_ptr<Transport> transport();
     /// Opens a session that has to open, and forgets the commands that did it.
-    [[nodiscard]] std::unique_ptr<Session> open();
+    [[nodiscard]] std::unique_ptr<Session> open(const QuirkTable& table = QuirkTable());
     void raise(EventCode code, std::initializer_list<std::uint32_t> parameters);
     void raiseRaw(Bytes container);
 

@@ -27,6 +27,7 @@ public:
 
     [[nodiscard]] libusb_device_handle* handle() const { return _handle; }
     [[nodiscard]] const UsbInterface& interface() const { return _device.interface; }
+    [[nodiscard]] UsbId id() const { return {_device.vendorId, _device.productId}; }
 
     // Requests of the still-image class; the status is that of the line.
     [[nodiscard]] DGSTATUS cancelRequest(std::uint32_t transactionId);

@@ -33,6 +33,7 @@ public:
     [[nodiscard]] DGSTATUS reset() override;
     [[nodiscard]] DGSTATUS readEvent(std::vector<std::byte>& container, std::chrono::milliseconds timeout) override;
     void close() override;
+    [[nodiscard]] std::optional<UsbId> usbId() const override { return _link->id(); }
 
 private:
     /// What a phase's end means for the caller; brings stalled endpoints back.
