@@ -9,7 +9,8 @@ install(FILES host/DebugLevel.h host/MediaLibrary.h host/ProfileHandler.h host/V
     DESTINATION ${header_root}/host)
 install(FILES platform/Dates.h platform/Export.h platform/Format.h platform/Log.h platform/NotificationCenter.h
     platform/Paths.h platform/UserDefaults.h platform/Value.h DESTINATION ${header_root}/platform)
-install(FILES sdk/include/vemomtpsdk/Devices.h sdk/include/vemomtpsdk/Export.h sdk/include/vemomtpsdk/Gadget.h
+install(FILES sdk/include/vemomtpsdk/DeviceReport.h sdk/include/vemomtpsdk/Devices.h
+    sdk/include/vemomtpsdk/Diagnosis.h sdk/include/vemomtpsdk/Export.h sdk/include/vemomtpsdk/Gadget.h
     sdk/include/vemomtpsdk/Status.h
     DESTINATION ${header_root}/vemomtpsdk)
 

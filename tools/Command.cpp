@@ -13,6 +13,7 @@ Action Commands::parsed() const {
 
 void addCommands(Commands& commands) {
     addDevicesCommand(commands);
+    addDoctorCommand(commands);
     addStoragesCommand(commands);
     addDfCommand(commands);
     addLsCommand(commands);

@@ -51,6 +51,7 @@ private:
 void addCommands(Commands& commands);
 void addVirtualCommand(Commands& commands);
 void addDevicesCommand(Commands& commands);
+void addDoctorCommand(Commands& commands);
 void addStoragesCommand(Commands& commands);
 void addDfCommand(Commands& commands);
 void addLsCommand(Commands& commands);

@@ -11,10 +11,11 @@ namespace {
 
 using vemomtpsdk::AttachedDevice;
 
-constexpr const char* kHowToAttach =
-    "No device is attached. Plug one in, unlock it and choose file transfer, or make a virtual one:\n"
-    "  mtpservice virtual create ~/player --name \"My Player\"\n"
-    "  mtpservice --virtual ~/player devices";
+constexpr const char* kHowToAttach = "No device is attached. Plug one in, unlock it and choose file transfer "
+                                     "(`mtpservice doctor` says what is missing), "
+                                     "or make a virtual one:\n"
+                                     "  mtpservice virtual create ~/player --name \"My Player\"\n"
+                                     "  mtpservice --virtual ~/player devices";
 
 std::string listText(const std::vector<AttachedDevice>& devices) {
     std::string text;

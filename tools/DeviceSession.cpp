@@ -5,6 +5,7 @@
 #include "platform/Strings.h"
 #include "tools/DeviceSelection.h"
 #include "tools/ScreenText.h"
+#include "vemomtpsdk/Diagnosis.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -40,8 +41,8 @@ DeviceSession::DeviceSession(const vemomtpsdk::AttachedDevice& device,
     readStorages();
     if (_storages.empty()) {
         throw Failure(ExitStatus::noDevice,
-                      fmt::format("{} does not answer or has no storage. Unlock it and choose file transfer.",
-                                  safeText(device.friendlyName)));
+                      fmt::format("{} does not answer or has no storage. {} `mtpservice doctor` looks for the reason.",
+                                  safeText(device.friendlyName), vemomtpsdk::unlockAdvice()));
     }
 }
 

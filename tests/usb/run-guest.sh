@@ -11,7 +11,8 @@ work=$build_folder/usb-guest
 scenario=${2:-$here/guest/scenario.sh}
 modules=(common/usb-common core/usbcore gadget/udc/udc-core gadget/libcomposite gadget/function/usb_f_fs
     gadget/udc/dummy_hcd ${USB_GUEST_MODULES:-})
-programs=("$build_folder/tools/mtpservice" "$build_folder/tests/usb/usb_guest_tests" /usr/bin/umtprd
+programs=("$build_folder/tools/mtpservice" "$build_folder/tests/usb/usb_guest_tests"
+    "$build_folder/tests/sdk/misbehaviour/misbehave" /usr/bin/umtprd
     /usr/bin/mtp-{connect,detect,files,folders,getfile,newfolder,newplaylist,playlists,sendfile,delfile} ${USB_GUEST_PROGRAMS:-})
 
 converters=/usr/lib/x86_64-linux-gnu/gconv

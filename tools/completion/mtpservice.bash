@@ -6,7 +6,7 @@ _mtpservice() {
     local global="--device --virtual --profiles --json --debug --help" command="" word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            devices | storages | df | ls | tree | find | list | info | cat | mkdir | mv | backup | restore | put | get | play | rm | sync | copy | playlist | podcast | virtual)
+            devices | doctor | storages | df | ls | tree | find | list | info | cat | mkdir | mv | backup | restore | put | get | play | rm | sync | copy | playlist | podcast | virtual)
                 [[ $command ]] || command=$word
                 ;;
         esac
@@ -30,8 +30,9 @@ _mtpservice() {
             ;;
         *)
             case $command in
-                "") words="devices storages df ls tree find list info cat mkdir mv backup restore put get play rm sync copy playlist podcast virtual $global" ;;
-                devices) words=$global ;;
+                "") words="devices doctor storages df ls tree find list info cat mkdir mv backup restore put get play rm sync copy playlist podcast virtual $global" ;;
+                devices) words="--verbose --watch --events $global" ;;
+                doctor) words=$global ;;
                 storages) words="--verbose $global" ;;
                 ls) words="--long --recursive $global" ;;
                 tree) words="--folders --depth $global" ;;

@@ -11,6 +11,10 @@
 
 namespace mtpsdk {
 
+std::vector<vemomtpsdk::NamedText> DeviceSource::describeLine(std::uint32_t /*locationId*/) {
+    return {};
+}
+
 std::shared_ptr<void> DeviceSource::watch(std::function<void()> /*changed*/) {
     return nullptr;
 }
@@ -56,6 +60,16 @@ DGSTATUS DeviceRegistry::openTransport(std::uint32_t locationId, std::unique_ptr
         }
     }
     return DGSTATUS_NO_DEVICE_ATTACHED;
+}
+
+std::vector<vemomtpsdk::NamedText> DeviceRegistry::describeLine(std::uint32_t locationId) {
+    std::vector<vemomtpsdk::NamedText> described;
+    for (const auto& source : sources()) {
+        for (vemomtpsdk::NamedText& row : source->describeLine(locationId)) {
+            described.push_back(std::move(row));
+        }
+    }
+    return described;
 }
 
 std::vector<std::shared_ptr<void>> DeviceRegistry::watch(const std::function<void()>& changed) {

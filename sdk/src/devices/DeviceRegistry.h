@@ -2,6 +2,7 @@
 #pragma once
 
 #include "transport/Transport.h"
+#include "vemomtpsdk/DeviceReport.h"
 #include "vemomtpsdk/Devices.h"
 
 #include <cstdint>
@@ -22,6 +23,8 @@ public:
     /// DGSTATUS_DEVICE_OPEN_FAILED when the device cannot be opened (another program holds it, its directory is
     /// damaged); `transport` is null then.
     [[nodiscard]] virtual DGSTATUS openTransport(std::uint32_t locationId, std::unique_ptr<Transport>& transport) = 0;
+    /// What a person would want to know of how the device is connected; empty when it is none of the source's.
+    [[nodiscard]] virtual std::vector<vemomtpsdk::NamedText> describeLine(std::uint32_t locationId);
     /// Calls `changed`, on any thread, when a device may have come or gone, for as long as the result is kept. Null
     /// from a source that does not notice by itself: it has to be asked from time to time.
     [[nodiscard]] virtual std::shared_ptr<void> watch(std::function<void()> changed);
@@ -46,6 +49,7 @@ public:
     /// The number identifies the listener for removeListener, which returns when no call to it is under way.
     std::uint64_t addListener(Listener listener);
     void removeListener(std::uint64_t listener);
+    [[nodiscard]] std::vector<vemomtpsdk::NamedText> describeLine(std::uint32_t locationId);
     /// What the sources notice by themselves (see DeviceSource::watch).
     [[nodiscard]] std::vector<std::shared_ptr<void>> watch(const std::function<void()>& changed);
     /// For sources: tells the listeners.

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fmt/format.h>
 #include <utility>
 
 namespace mtpsdk {
@@ -19,6 +20,12 @@ bool leftAlone() {
 
 std::vector<UsbDevice> attachedUsbDevices() {
     return leftAlone() || !anyUsbCandidate() ? std::vector<UsbDevice>() : findUsbDevices();
+}
+
+std::string describe(const char* purpose, const UsbEndpoint& endpoint) {
+    return endpoint.address == 0
+               ? fmt::format("{}: none", purpose)
+               : fmt::format("{}: 0x{:02X} by {} bytes", purpose, endpoint.address, endpoint.packetSize);
 }
 
 } // namespace
@@ -51,6 +58,22 @@ DGSTATUS UsbDevices::openTransport(std::uint32_t locationId, std::unique_ptr<Tra
     transport = UsbTransport::open(*device, status, reason);
     tell(locationId, reason);
     return status;
+}
+
+std::vector<vemomtpsdk::NamedText> UsbDevices::describeLine(std::uint32_t locationId) {
+    const std::vector<UsbDevice> attached = attachedUsbDevices();
+    const auto device = std::ranges::find(attached, locationId, &UsbDevice::locationId);
+    if (device == attached.end()) {
+        return {};
+    }
+    const UsbInterface& interface = device->interface;
+    const char* const kind = interface.isStillImage ? "still image" : interface.isVendors ? "of no class" : "named MTP";
+    return {{"USB ID", fmt::format("{:04x}:{:04x}", device->vendorId, device->productId)},
+            {"USB speed", speedOf(*device)},
+            {"interface", fmt::format("{} (alternate {}) of configuration {}, {}", interface.number,
+                                      interface.alternate, interface.configuration, kind)},
+            {"endpoints", fmt::format("{}, {}, {}", describe("in", interface.bulkIn),
+                                      describe("out", interface.bulkOut), describe("events", interface.interruptIn))}};
 }
 
 std::shared_ptr<void> UsbDevices::watch(std::function<void()> changed) {

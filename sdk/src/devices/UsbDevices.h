@@ -19,6 +19,7 @@ public:
     /// What keeps a device from being opened is said in the log in words for a person, whatever the log's level, and
     /// once: nobody but the person can do anything about it.
     [[nodiscard]] DGSTATUS openTransport(std::uint32_t locationId, std::unique_ptr<Transport>& transport) override;
+    [[nodiscard]] std::vector<vemomtpsdk::NamedText> describeLine(std::uint32_t locationId) override;
     [[nodiscard]] std::shared_ptr<void> watch(std::function<void()> changed) override;
 
 private:

@@ -60,19 +60,25 @@ const std::shared_ptr<VirtualDevices>& VirtualDevices::shared() {
     return devices;
 }
 
-void VirtualDevices::attachFromEnvironment() {
+std::vector<std::string> listedVirtualDevices() {
     const char* const listed = std::getenv("MTPSERVICE_VIRTUAL_DEVICES");
     std::string_view rest = listed != nullptr ? listed : "";
+    std::vector<std::string> directories;
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find(':'), rest.size());
         const std::string directory(rest.substr(0, end));
         rest.remove_prefix(std::min(end + 1, rest.size()));
-        if (directory.empty()) {
-            continue;
+        if (!directory.empty()) {
+            directories.push_back(canonicalDirectory(directory));
         }
-        const std::string canonical = canonicalDirectory(directory);
-        if (!_devices.contains(canonical) && !_removed.contains(canonical)) {
-            (void) attach(canonical);
+    }
+    return directories;
+}
+
+void VirtualDevices::attachFromEnvironment() {
+    for (const std::string& directory : listedVirtualDevices()) {
+        if (!_devices.contains(directory) && !_removed.contains(directory)) {
+            (void) attach(directory);
         }
     }
 }

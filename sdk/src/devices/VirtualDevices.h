@@ -58,6 +58,8 @@ private:
     std::set<std::string> _removed; ///< of the environment variable's, pulled out by hand
 };
 
+/// The directories of MTPSERVICE_VIRTUAL_DEVICES, by their one names, devices or not.
+[[nodiscard]] std::vector<std::string> listedVirtualDevices();
 /// The location that a virtual device gets from its directory: in a range that no bus has.
 [[nodiscard]] std::uint32_t locationOfDirectory(const std::string& directory);
 /// The directory's one name, however it was spelt.

@@ -125,6 +125,10 @@ bool describe(UsbDevice& found) {
 
 } // namespace
 
+std::string speedOf(const UsbDevice& device) {
+    return firstLine(systemDevices() / device.port / "speed") + " Mbit/s";
+}
+
 bool anyUsbCandidate() {
     std::error_code error;
     for (auto each = std::filesystem::directory_iterator(systemDevices(), error);

@@ -30,6 +30,8 @@ struct UsbDevice {
     std::string serialNumber;
 };
 
+/// How fast the device is connected, like "480 Mbit/s".
+[[nodiscard]] std::string speedOf(const UsbDevice& device);
 /// Whether any attached device has an interface that could carry MTP: one look at what the system tells of all devices,
 /// much cheaper than findUsbDevices.
 [[nodiscard]] bool anyUsbCandidate();

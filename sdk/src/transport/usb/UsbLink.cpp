@@ -2,10 +2,10 @@
 #include "transport/usb/UsbLink.h"
 
 #include "mtp/Bytes.h"
-#include "transport/usb/UsbHolder.h"
+#include "transport/usb/UsbAdvice.h"
+#include "transport/usb/UsbHolders.h"
 
 #include <array>
-#include <fmt/format.h>
 #include <libusb.h>
 #include <utility>
 #include <vector>
@@ -29,27 +29,18 @@ DGSTATUS statusOf(int result) {
     return result == LIBUSB_ERROR_TIMEOUT ? DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE : DGSTATUS_INTERNAL_DRIVER_READ_ERROR;
 }
 
-std::string nameOf(const UsbDevice& device) {
-    return device.product.empty() ? "the device at USB port " + device.port : "\"" + device.product + "\"";
-}
-
 std::string reasonOf(int error, const UsbDevice& device) {
+    const std::string name = nameInSentence(device.product, device.port);
+    const std::filesystem::path node = usbNode(device.bus, device.address);
     switch (error) {
     case LIBUSB_ERROR_ACCESS:
-        return fmt::format("No permission to use {} (/dev/bus/usb/{:03}/{:03}). Install the udev rule that comes with "
-                           "mtpservice, then plug the device in again.",
-                           nameOf(device), device.bus, device.address);
-    case LIBUSB_ERROR_BUSY: {
-        const std::string programs = programsHolding(device.bus, device.address);
-        return fmt::format("Another program is using {}: {}. Close it, or eject the device there, and try again.",
-                           nameOf(device), programs.empty() ? "the system does not tell which" : programs);
-    }
+        return permissionAdvice(name, node, isUdevRuleInstalled(udevRuleFolders())).text();
+    case LIBUSB_ERROR_BUSY:
+        return heldAdvice(name, programsHolding(node)).text();
     case LIBUSB_ERROR_NO_DEVICE:
-        return fmt::format("{} was unplugged.", nameOf(device));
+        return name + " was unplugged.";
     default:
-        return fmt::format("{} cannot be opened: {}. Unlock its screen, choose file transfer in its USB settings, and "
-                           "plug it in again.",
-                           nameOf(device), libusb_strerror(error));
+        return silentAdvice(name, libusb_strerror(error)).text();
     }
 }
 

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "transport/usb/UsbHolder.h"
+#include "transport/usb/UsbHolders.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
-#include <set>
 #include <system_error>
 #include <unistd.h>
 
@@ -27,24 +25,28 @@ bool hasOpen(const std::filesystem::path& process, const std::filesystem::path& 
 
 } // namespace
 
-std::string programsHolding(std::uint8_t bus, std::uint8_t address) {
-    const std::filesystem::path file = fmt::format("/dev/bus/usb/{:03}/{:03}", bus, address);
-    std::set<std::string> programs;
+std::filesystem::path usbNode(std::uint8_t bus, std::uint8_t address) {
+    return fmt::format("/dev/bus/usb/{:03}/{:03}", bus, address);
+}
+
+std::vector<std::string> programsHolding(const std::filesystem::path& node, const std::filesystem::path& processes) {
+    std::vector<std::string> programs;
     std::error_code error;
-    for (auto each = std::filesystem::directory_iterator("/proc", error);
+    for (auto each = std::filesystem::directory_iterator(processes, error);
          !error && each != std::filesystem::directory_iterator(); each.increment(error)) {
         const std::filesystem::path& process = each->path();
         const std::string id = process.filename().string();
         const bool isProcess = std::ranges::all_of(id, [](char unit) { return unit >= '0' && unit <= '9'; });
-        if (!isProcess || id == std::to_string(::getpid()) || !hasOpen(process, file)) {
+        if (!isProcess || id == std::to_string(::getpid()) || !hasOpen(process, node)) {
             continue;
         }
         std::string name;
         std::ifstream comm(process / "comm");
         std::getline(comm, name);
-        programs.insert(fmt::format("{} (process {})", name, id));
+        programs.push_back(fmt::format("{} (process {})", name, id));
     }
-    return fmt::format("{}", fmt::join(programs, ", "));
+    std::ranges::sort(programs);
+    return programs;
 }
 
 } // namespace mtpsdk
