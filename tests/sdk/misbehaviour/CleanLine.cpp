@@ -6,10 +6,26 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <fmt/format.h>
+#include <thread>
 
 namespace mtpsdk::test {
 namespace {
+
+/// The line to a device that may be on its way back.
+DGSTATUS openLine(std::uint32_t locationId, std::unique_ptr<Transport>& transport) {
+    constexpr auto patience = std::chrono::seconds(20);
+    constexpr auto pause = std::chrono::milliseconds(100);
+    const auto end = std::chrono::steady_clock::now() + patience;
+    for (;;) {
+        const DGSTATUS status = DeviceRegistry::shared().openTransport(locationId, transport);
+        if (status != DGSTATUS_NO_DEVICE_ATTACHED || std::chrono::steady_clock::now() > end) {
+            return status;
+        }
+        std::this_thread::sleep_for(pause);
+    }
+}
 
 bool failed(DGSTATUS status, std::string_view what, std::string& problem) {
     if (status != DGSTATUS_SUCCESS) {
@@ -59,7 +75,7 @@ std::unique_ptr<CleanLine> CleanLine::open(std::uint32_t locationId, std::string
     auto line = std::make_unique<CleanLine>();
     std::unique_ptr<Transport> transport;
     std::vector<std::uint32_t> storages;
-    if (failed(DeviceRegistry::shared().openTransport(locationId, transport), "The device does not open", problem) ||
+    if (failed(openLine(locationId, transport), "The device does not open", problem) ||
         failed(Session::open(std::move(transport), line->_session), "No session opens", problem) ||
         failed(line->_session->storageIds(storages), "Storages are not listed", problem)) {
         return nullptr;

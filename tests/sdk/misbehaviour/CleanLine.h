@@ -22,7 +22,8 @@ inline constexpr std::string_view workFolder = "misbehaviour";
 /// The device over a line that behaves: what the next plug-in finds.
 class CleanLine {
 public:
-    /// `problem` says what went wrong.
+    /// `problem` says what went wrong. A device that pulled itself out of the port (some do, when what they get makes
+    /// no sense to them) is waited for: someone may plug it in again.
     [[nodiscard]] static std::unique_ptr<CleanLine> open(std::uint32_t locationId, std::string& problem);
 
     /// Whether every file in the work folder is whole; `problem` names the first that is not. Partial ones may have
