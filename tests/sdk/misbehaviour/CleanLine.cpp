@@ -97,7 +97,7 @@ DGSTATUS CleanLine::findFolder(std::optional<ObjectEntry>& folder) {
     return status;
 }
 
-bool CleanLine::check(bool forgiving, std::string& problem) {
+bool CleanLine::check(std::string& problem) {
     std::optional<ObjectEntry> folder;
     if (failed(findFolder(folder), "The root is not listed", problem)) {
         return false;
@@ -107,10 +107,10 @@ bool CleanLine::check(bool forgiving, std::string& problem) {
         failed(_session->listFolder(_storage, folder->handle, entries), "The work folder is not listed", problem)) {
         return false;
     }
-    return std::ranges::all_of(entries, [&](const ObjectEntry& entry) { return checkFile(entry, forgiving, problem); });
+    return std::ranges::all_of(entries, [&](const ObjectEntry& entry) { return checkFile(entry, problem); });
 }
 
-bool CleanLine::checkFile(const ObjectEntry& entry, bool forgiving, std::string& problem) {
+bool CleanLine::checkFile(const ObjectEntry& entry, std::string& problem) {
     const std::string name = platform::toUtf8(entry.name);
     const auto expected = contentOf(name);
     if (!expected) {
@@ -124,7 +124,7 @@ bool CleanLine::checkFile(const ObjectEntry& entry, bool forgiving, std::string&
     if (failed(_session->getObject(entry.handle, entry.size, sink, {}), "Getting \"" + name + "\"", problem)) {
         return false;
     }
-    if (content == *expected || (forgiving && content.size() < expected->size())) {
+    if (content == *expected) {
         return true;
     }
     problem = fmt::format("\"{}\" on the device has {} bytes, and not what was sent", name, content.size());

@@ -26,15 +26,14 @@ public:
     /// no sense to them) is waited for: someone may plug it in again.
     [[nodiscard]] static std::unique_ptr<CleanLine> open(std::uint32_t locationId, std::string& problem);
 
-    /// Whether every file in the work folder is whole; `problem` names the first that is not. Partial ones may have
-    /// been left by a device whose cable was pulled: `forgiving` passes over them.
-    [[nodiscard]] bool check(bool forgiving, std::string& problem);
+    /// Whether every file in the work folder is whole; `problem` names the first that is not.
+    [[nodiscard]] bool check(std::string& problem);
     /// An empty work folder.
     [[nodiscard]] bool tidy(std::string& problem);
 
 private:
     [[nodiscard]] DGSTATUS findFolder(std::optional<ObjectEntry>& folder);
-    [[nodiscard]] bool checkFile(const ObjectEntry& entry, bool forgiving, std::string& problem);
+    [[nodiscard]] bool checkFile(const ObjectEntry& entry, std::string& problem);
 
     std::unique_ptr<Session> _session;
     std::uint32_t _storage = 0;

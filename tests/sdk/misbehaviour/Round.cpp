@@ -35,7 +35,8 @@ std::uint32_t bytes(const std::vector<std::uint16_t>& text) {
 
 } // namespace
 
-Round::Round(FaultySource& source, std::uint32_t seed, std::filesystem::path local, std::function<void()> beforeCall)
+Round::Round(FaultySource& source, std::uint32_t seed, bool mayVanish, std::filesystem::path local,
+             std::function<void()> beforeCall)
     : _source(source)
     , _local(std::move(local))
     , _beforeCall(std::move(beforeCall))
@@ -43,8 +44,8 @@ Round::Round(FaultySource& source, std::uint32_t seed, std::filesystem::path loc
     constexpr unsigned mostFaults = 6;
     constexpr unsigned calls = 60;
     auto plan = FaultyTransport::randomPlan(seed, 1 + below(mostFaults), calls);
+    std::erase_if(plan, [&](const TransportFault& fault) { return fault.kind == Kind::vanish && !mayVanish; });
     for (const TransportFault& fault : plan) {
-        _vanishes = _vanishes || fault.kind == Kind::vanish;
         _alters = _alters || std::ranges::count(alteringKinds, fault.kind) != 0;
     }
     _source.plugIn(std::move(plan), seed);

@@ -17,15 +17,16 @@ namespace mtpsdk::test {
 class Round {
 public:
     /// `local`: an empty folder for what is sent and received. `beforeCall` is told of each call that is made.
-    Round(FaultySource& source, std::uint32_t seed, std::filesystem::path local, std::function<void()> beforeCall);
+    /// `mayVanish`: the line may go for good in mid-transfer. A real device must not be left so without its cable being
+    /// pulled: it waits for the rest.
+    Round(FaultySource& source, std::uint32_t seed, bool mayVanish, std::filesystem::path local,
+          std::function<void()> beforeCall);
     ~Round();
     Round(const Round&) = delete;
     Round& operator=(const Round&) = delete;
 
     /// What did not hold; empty when all did.
     [[nodiscard]] std::string run();
-    /// Whether the plan lets the device vanish, so that it could not be told to take a partial file away.
-    [[nodiscard]] bool vanishes() const { return _vanishes; }
     [[nodiscard]] unsigned transfers() const { return _transfers; }
     [[nodiscard]] unsigned failedTransfers() const { return _failedTransfers; }
 
@@ -56,7 +57,6 @@ private:
     const std::filesystem::path _local;
     const std::function<void()> _beforeCall;
     std::mt19937 _random;
-    bool _vanishes = false;
     bool _alters = false; ///< what comes from the device may not be what it said
     std::string _problem;
 

@@ -99,22 +99,19 @@ std::string runRound(test::FaultySource& source, const vemomtpsdk::AttachedDevic
     const LocalFolder local;
     const auto beginCall = [&] { watchdog.beginCall(); };
     watchdog.enter(seed);
-    bool forgiving = false;
     {
-        test::Round round(source, seed, local.path(), beginCall);
+        test::Round round(source, seed, device.kind == "virtual", local.path(), beginCall);
         std::string problem = round.run();
         tally.transfers += round.transfers();
         tally.failed += round.failedTransfers();
         if (!problem.empty()) {
             return problem;
         }
-        // A device of another maker may keep what it has got when its cable is pulled.
-        forgiving = round.vanishes() && device.kind == "usb";
     }
     beginCall();
     std::string problem;
     const auto line = test::CleanLine::open(device.locationId, problem);
-    if (line != nullptr && line->check(forgiving, problem)) {
+    if (line != nullptr && line->check(problem)) {
         (void) line->tidy(problem);
     }
     return problem;
