@@ -47,14 +47,18 @@ bool comesTrue(const std::function<bool()>& what) {
     return true;
 }
 
-void writeCable(const std::string& text) {
-    std::ofstream(cable) << text << "\n";
+bool writeCable(const std::string& text) {
+    std::ofstream file(cable);
+    file << text << "\n" << std::flush;
+    return file.good();
 }
 void pullOut() {
-    writeCable("");
+    (void) writeCable("");
 }
+/// A responder that has to begin anew after the cable was pulled is waited for.
 void plugIn() {
-    writeCable(std::filesystem::directory_iterator("/sys/class/udc")->path().filename().string());
+    const std::string port = std::filesystem::directory_iterator("/sys/class/udc")->path().filename().string();
+    EXPECT_TRUE(comesTrue([&port] { return writeCable(port); }));
 }
 
 std::string patterned(std::size_t size) {

@@ -20,8 +20,7 @@ now() { cut -d " " -f 1 /proc/uptime | tr -d .; }
 # files that go.
 as_before() {
     pull_out
-    kill "$(pidof umtprd)"
-    wait_for fails pidof umtprd
+    stop_responder
     case $1 in
         send*) find $phone -name '*.mp3' -exec rm -f {} + ;;
         get) rm -rf /tmp/got && mkdir /tmp/got ;;

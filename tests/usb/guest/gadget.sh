@@ -30,12 +30,21 @@ wait_for() {
     done
 }
 
-# The foreign responder; it has described itself once its endpoints are there.
+# The foreign responder; it has described itself once its endpoints are there. Now and then it dies of a cable that is pulled
+# while it writes, so it is started again as long as it is wanted.
 start_responder() {
-    umtprd > /tmp/umtprd.log 2>&1 &
-    responder=$!
+    touch /tmp/responder-wanted
+    while [ -e /tmp/responder-wanted ]; do umtprd; usleep 100000; done > /tmp/umtprd.log 2>&1 &
     wait_for test -e /dev/ffs-player/ep3
 }
+
+stop_responder() {
+    rm /tmp/responder-wanted
+    kill $(pidof umtprd)
+    wait_for fails pidof umtprd
+}
+
+fails() { ! "$@"; }
 
 # start_own FOLDER NAME: ours, serving the virtual device in FOLDER at /dev/ffs-NAME.
 start_own() {
@@ -44,8 +53,10 @@ start_own() {
     wait_for test -e "/dev/ffs-$2/ep3"
 }
 
+# Works once the device is served.
 plug_in() {
-    ls /sys/class/udc > "$gadget/UDC"
+    local port=$(ls /sys/class/udc)
+    wait_for sh -c "echo $port > $gadget/UDC"
 }
 
 pull_out() {

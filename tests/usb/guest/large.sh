@@ -12,7 +12,7 @@ mount -o remount,size=5g /storages/Phone
 check "a foreign responder" usb_guest_tests --gtest_color=no $whole
 cat /tmp/said
 pull_out
-kill $(pidof umtprd)
+stop_responder
 umount /storages/Phone
 mtpservice virtual create $device --name "Guest Player" --storage Phone:8G --storage Card:8M > /dev/null 2>&1
 make_gadget own

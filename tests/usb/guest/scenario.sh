@@ -67,6 +67,6 @@ check "the session over this line" timeout 120 usb_guest_tests --gtest_color=no 
 tail -3 /tmp/said
 
 pull_out
-kill $(pidof umtprd)
+stop_responder
 sh /guest/own.sh
 exit $((failures + $?))

@@ -23,7 +23,6 @@ check() {
 
 # said TEXT: whether the step before said it.
 said() { grep -q -- "$1" /tmp/said-before || { cat /tmp/said-before; return 1; }; }
-fails() { ! "$@"; }
 
 # as_everywhere STORAGES [media]: whether a person's commands on the device that is plugged in do and say what they do
 # and say on any other; its storages lie in the folder STORAGES.
