@@ -136,7 +136,9 @@ void addPutCommand(Commands& commands) {
     addTypeOption(*command, options->type, "What the files are: auto (the default), music, image or video");
     addOverwriteOption(*command, options->overwrite);
     addStorageOption(*command, options->storage, "The storage, by number or label (0 by default)");
-    command->add_option("--playlist", options->playlist, "Have all of them in this playlist, also those kept; made when missing")
+    command
+        ->add_option("--playlist", options->playlist,
+                     "Have all of them in this playlist, also those kept; made when missing")
         ->type_name("NAME");
     command->add_flag("--no-metadata", options->noMetadata, "Send without reading titles, sizes and lengths");
     command->add_option("FILE", options->paths, "Files and folders")->required();
