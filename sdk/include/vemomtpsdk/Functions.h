@@ -37,8 +37,8 @@ VEMO_EXPORT DGSTATUS mtpReleaseDeviceList(_MTP_DEVICE_NODE* head);
 /// Looks again for devices; nodes of devices that are still there stay as they are.
 VEMO_EXPORT DGSTATUS mtpRefreshDeviceList(void);
 
-// Events. A null callback withdraws the registration; the call returns when no callback of it is under way (unless it
-// is made from within that callback).
+// Events. A callback replaces the one before from the next event on; a call of that one may still be under way. A null
+// callback withdraws the registration, and the call returns when none is under way (unless it is made from within one).
 VEMO_EXPORT DGSTATUS mtpRequestEventNotify(_MTP_DEVICE_NODE* device, MtpEventCallback callback, void* context);
 VEMO_EXPORT DGSTATUS mtpRequestEventNotifyEx(_MTP_DEVICE_NODE* device, MtpEventCallbackEx callback, void* context);
 /// Applies the event to the node tree and yields the parent and the added node (null for a removal).

@@ -8,6 +8,9 @@ void EventCallbacks::replace(Registration<Callback>& registration, Callback call
     std::unique_lock lock(_mutex);
     registration.callback = callback;
     registration.context = context;
+    if (callback != nullptr) {
+        return;
+    }
     _returned.wait(lock, [&] {
         return registration.caller == std::thread::id() || registration.caller == std::this_thread::get_id();
     });

@@ -13,7 +13,8 @@ namespace mtpsdk {
 /// The event callbacks that an application registered for one device. Thread-safe; callbacks run under no lock.
 class EventCallbacks {
 public:
-    /// Null withdraws. Return when the replaced callback is not under way, unless called from within it.
+    /// Null withdraws, and waits until no call is under way, unless called from within one. Another callback takes over
+    /// from the next event on without a wait: whoever registers may hold a lock that the call under way needs.
     void set(MtpEventCallback callback, void* context);
     void setEx(MtpEventCallbackEx callback, void* context);
 

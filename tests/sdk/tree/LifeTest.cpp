@@ -181,6 +181,30 @@ TEST_F(LifeTest, waitsForACallbackUnderWayWhenItIsWithdrawn) {
     EXPECT_TRUE(other.waitFor(1));
 }
 
+TEST_F(LifeTest, replacesACallbackUnderWayWithoutAWait) {
+    Ear ear;
+    Ear next;
+    std::timed_mutex monitor; // what an application may hold while it registers, and need while it is called
+    std::atomic<bool> inside = false;
+    ear.applies = next.applies = false;
+    ear.during = [&] {
+        inside = true;
+        const std::unique_lock lock(monitor, 10s);
+        EXPECT_TRUE(lock) << "registering waited for this call";
+    };
+    listen(ear);
+    {
+        const std::lock_guard lock(monitor);
+        faults().raise(EventCode::DevicePropChanged, {0xD402});
+        ASSERT_TRUE(eventually([&] { return inside.load(); }));
+        listen(next);
+    }
+    faults().raise(EventCode::DevicePropChanged, {0xD402});
+    EXPECT_TRUE(next.waitFor(1));
+    EXPECT_EQ(ear.events.size(), 1U);
+    stopListening();
+}
+
 TEST_F(LifeTest, refusesHandlesOutsideTheirCallback) {
     _MTP_COMMON_NODE* parent = root();
     _MTP_COMMON_NODE* updated = root();
