@@ -10,11 +10,6 @@ test_packages=(libgtest-dev clang clang-format clang-tidy libclang-rt-14-dev)
 # Of ./test usb: an emulated machine and what runs in it.
 usb_packages=(qemu-system-x86 busybox-static umtp-responder mtp-tools cpio binutils)
 
-# Where ccache is installed, clones in other folders and rebuilt presets share what was compiled before.
-if command -v ccache >/dev/null; then
-    export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
-fi
-
 say() { printf '\033[1m==> %s\033[0m\n' "$*"; }
 
 # install_packages NAME...: installs what is missing from Debian's packages; asks nothing, does nothing when all is there.
