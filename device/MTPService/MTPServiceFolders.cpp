@@ -165,7 +165,7 @@ bool MTPServicePrivate::deleteAtDevice(const std::string& path, std::uint32_t* e
 }
 
 MTPServicePrivate::Text MTPServicePrivate::knownNode(const std::string& path) {
-    if (const Text indexed = indexedNode(path)) {
+    if (Text indexed = indexedNode(path)) {
         return indexed;
     }
     _MTP_STORAGE_NODE* storage = nullptr;

@@ -262,12 +262,12 @@ DGSTATUS Session::Implementation::listByHandles(std::uint32_t storageId, std::ui
     }
     for (const std::uint32_t handle : handles) {
         ObjectEntry entry;
-        const DGSTATUS infoStatus = entryFromInfo(handle, entry);
-        if (infoStatus == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE) {
+        const DGSTATUS entryStatus = objectEntry(handle, entry);
+        if (entryStatus == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE) {
             continue; // gone since the handles were listed
         }
-        if (infoStatus != DGSTATUS_SUCCESS) {
-            return infoStatus;
+        if (entryStatus != DGSTATUS_SUCCESS) {
+            return entryStatus;
         }
         // What the device calls the parent of an object in the root varies.
         entry.storageId = storageId;
@@ -321,6 +321,9 @@ DGSTATUS Session::Implementation::entryByProperties(std::uint32_t handle, Object
         status = DGSTATUS_INTERNAL_INVALIDDATASET;
     }
     _objectListsRefused = isRefusal(status) && status != DGSTATUS_INTERNAL_INVALIDDATASET;
+    if (status == DGSTATUS_SUCCESS && !draft.entry.media) {
+        draft.entry.media.emplace(); // all properties were asked for, so the device knows of none
+    }
     if (media != nullptr && draft.entry.media) {
         *media = *draft.entry.media;
     }

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace mtpsdk::test {
 namespace {
 
@@ -50,6 +52,12 @@ protected:
         info.compressedSize = size;
         info.filename = name;
         infos[handle] = info;
+    }
+    /// Property lists asked for so far: of objects themselves (0), of a folder's children (1).
+    [[nodiscard]] auto listRequests(std::uint32_t depth) const {
+        return std::ranges::count_if(script.commands, [depth](const ParameterContainer& command) {
+            return command.code == raw(OperationCode::GetObjectPropList) && command.parameters[4] == depth;
+        });
     }
 
     Script script;
@@ -125,7 +133,7 @@ TEST_F(SessionListing, ADeviceThatRefusesListsIsAskedOnce) {
         ASSERT_EQ(namesOf(entries), (std::vector<std::u16string>{u"small", u"big"}));
         EXPECT_EQ(entries[1].size, std::uint64_t{6} << 30);
     }
-    EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 1U);
+    EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 2U) << "once for folders, once for objects";
 }
 
 TEST_F(SessionListing, AListThatMakesNoSenseIsReadTheOlderWay) {
@@ -150,11 +158,13 @@ TEST_F(SessionListing, ADeviceThatTellsOfTheFolderInsteadOfItsChildrenIsReadTheO
     ASSERT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
     EXPECT_TRUE(entries.empty());
     addInfo(100, 5, u"song.mp3");
+    lists[100].object(100, internal, 7, FormatCode::MP3, 5, u"song.mp3");
     ASSERT_EQ(session->listFolder(internal, 7, entries), DGSTATUS_SUCCESS);
     EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"song.mp3"}));
-    EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 2U);
+    EXPECT_TRUE(entries[0].media) << "its list told of all that there is";
+    EXPECT_EQ(listRequests(1), 2);
     ASSERT_EQ(session->listFolder(internal, 8, entries), DGSTATUS_SUCCESS);
-    EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 2U) << "asked again";
+    EXPECT_EQ(listRequests(1), 2) << "asked again";
 }
 
 TEST_F(SessionListing, AStallOrAnEmptyWordInAnswerToAListIsARefusalWhereTheOlderWayWorks) {
@@ -211,7 +221,8 @@ TEST_F(SessionListing, ListsRefusedForFoldersMayWorkForObjectsAndTheReverse) {
             EXPECT_EQ(session->objectEntry(5, entry), DGSTATUS_SUCCESS);
             EXPECT_EQ(entry.name, u"song");
         }
-        EXPECT_EQ(script.count(OperationCode::GetObjectPropList), 3U) << "what was refused is asked once";
+        EXPECT_EQ(listRequests(refusedDepth), 1) << "what was refused is asked once";
+        EXPECT_EQ(script.count(OperationCode::GetObjectInfo), refusedDepth == 0 ? 2U : 0U);
     }
 }
 
@@ -235,6 +246,7 @@ TEST_F(SessionListing, AnUnlistedStorageIsReachedByItsId) {
     answerLists();
     answerHandles();
     addInfo(5, 10, u"secret");
+    lists[5].object(5, 0x30001, 0, FormatCode::Text, 10, u"secret");
     const auto session = script.open();
     ASSERT_EQ(session->listFolder(0x30001, 0, entries), DGSTATUS_SUCCESS);
     EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"secret"}));
