@@ -108,14 +108,6 @@ std::optional<std::uint64_t> PropertyValue::asInteger() const {
     return wide != nullptr && wide->high == 0 ? std::optional(wide->low) : std::nullopt;
 }
 
-std::optional<Integer128> PropertyValue::asInteger128() const {
-    if (const auto* wide = std::get_if<Integer128>(&_value)) {
-        return *wide;
-    }
-    const auto* value = std::get_if<std::uint64_t>(&_value);
-    return value != nullptr ? std::optional(Integer128{*value, 0}) : std::nullopt;
-}
-
 std::optional<std::u16string> PropertyValue::asText() const {
     if (const auto* text = std::get_if<std::u16string>(&_value)) {
         return *text;

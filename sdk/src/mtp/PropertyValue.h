@@ -31,7 +31,6 @@ public:
     /// The integer's bits (signed ones not extended beyond their width); nothing for other types and for 128-bit values
     /// that do not fit.
     [[nodiscard]] std::optional<std::uint64_t> asInteger() const;
-    [[nodiscard]] std::optional<Integer128> asInteger128() const;
     /// The text of a string or of a long text (cut at its first zero).
     [[nodiscard]] std::optional<std::u16string> asText() const;
     /// The bytes of an array; null for other types.

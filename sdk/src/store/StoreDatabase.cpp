@@ -17,7 +17,6 @@ enum StoreDatabase::Statement : std::size_t {
     selectParent,
     insertObject,
     updateObjectSize,
-    updateObjectFormat,
     moveObject,
     updateObjectProperties,
     deleteObject,
@@ -51,12 +50,11 @@ constexpr const char* layout = R"(
     CREATE TABLE IF NOT EXISTS numbers(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
 )";
 
-constexpr std::array<const char*, 18> statementTexts = {
+constexpr std::array<const char*, 17> statementTexts = {
     "SELECT handle, format, size, created, name, properties FROM objects WHERE parent = ?",
     "SELECT parent FROM objects WHERE handle = ?",
     "INSERT INTO objects(handle, parent, name, format, size, created, properties) VALUES(?, ?, ?, ?, ?, ?, ?)",
     "UPDATE objects SET size = ?2 WHERE handle = ?1",
-    "UPDATE objects SET format = ?2 WHERE handle = ?1",
     "UPDATE objects SET parent = ?2, name = ?3 WHERE handle = ?1",
     "UPDATE objects SET properties = ?2 WHERE handle = ?1",
     "DELETE FROM objects WHERE handle = ?",
@@ -266,13 +264,6 @@ void StoreDatabase::updateSize(Handle handle, std::uint64_t size) {
     beginChange();
     Query query(statement(updateObjectSize));
     query.bind(handle).bind(static_cast<std::int64_t>(size));
-    run(query);
-}
-
-void StoreDatabase::updateFormat(Handle handle, FormatCode format) {
-    beginChange();
-    Query query(statement(updateObjectFormat));
-    query.bind(handle).bind(raw(format));
     run(query);
 }
 

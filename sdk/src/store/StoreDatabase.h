@@ -53,7 +53,6 @@ public:
     [[nodiscard]] std::optional<FolderKey> parentOf(Handle handle);
     void insert(FolderKey parent, const StoreObject& object);
     void updateSize(Handle handle, std::uint64_t size);
-    void updateFormat(Handle handle, FormatCode format);
     void move(Handle handle, FolderKey parent, std::string_view name);
     void updateProperties(Handle handle, const StoreProperties& properties);
     /// Forgets the object, its references and, for a folder, all below; answers the bytes that the files held.
