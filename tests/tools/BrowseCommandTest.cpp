@@ -5,6 +5,7 @@
 #include "tests/tools/ToolRun.h"
 
 #include <algorithm>
+#include <csignal>
 #include <gtest/gtest.h>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -117,6 +118,17 @@ TEST_F(BrowseCommandTest, OneFileIsToldOfAndPrinted) {
     ToolProcess onTerminal =
         box.start({"--virtual", box.path("device"), "cat", "notes.txt"}, ToolProcess::Terminal::yes);
     EXPECT_FALSE(contains(onTerminal.wait().out, "\x1b[2J"));
+}
+
+TEST_F(BrowseCommandTest, CtrlCStopsTheFileThatIsOnItsWay) {
+    put("big.bin", "");
+    std::filesystem::resize_file(box.path("device/Phone/big.bin"), std::uintmax_t{2} << 30U); // no bytes on the disk
+    ToolProcess process = box.start({"--virtual", box.path("device"), "cat", "big.bin"}, ToolProcess::Terminal::yes);
+    ASSERT_TRUE(process.waitFor(ToolProcess::Stream::out, "big.bin")); // the progress bar
+    process.signal(SIGINT);
+    const ToolResult stopped = process.wait();
+    EXPECT_EQ(stopped.status, 1);
+    EXPECT_TRUE(contains(stopped.out, "/Player/Phone/big.bin: cancelled")) << stopped.out;
 }
 
 TEST_F(BrowseCommandTest, FoldersAreMadeAndThingsRenamed) {
