@@ -268,7 +268,7 @@ MTPServicePrivate::Text MTPServicePrivate::copyContentToPlay(std::uint32_t servi
     const MethodTrace trace(6);
     const Enqueueing operation(*this, serviceID, mediaType, _currentLocationID.get());
     const Text source = fileInformation.string("FilePath");
-    const Text localPath = source ? localCopyPath(*source) : std::nullopt;
+    Text localPath = source ? localCopyPath(*source) : std::nullopt;
     if (!localPath) {
         QD_LOG(3, "Media File Path Value is nil");
         operation.refuse();

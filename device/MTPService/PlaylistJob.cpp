@@ -74,7 +74,7 @@ std::optional<std::string> PlaylistJob::beginEntry(const Dictionary* content) {
         }
         return std::nullopt;
     }
-    const auto path = content->string(_manners.pathKey);
+    auto path = content->string(_manners.pathKey);
     _job.beginFile(path);
     if (!path) {
         QD_LOG(3, _manners.withoutPath, path);
