@@ -167,8 +167,11 @@ TEST_F(FileListTest, NamesCostNoMetadataAndAListThatIsAskedForAgainNothing) {
     for (int i = 0; i < 20; ++i) {
         put("Phone/Sounds/album" + std::to_string(i % 4) + "/" + std::to_string(i) + ".mp3", "song");
     }
-    // Listed once before, so that the device announces none of them to the session that is counted.
-    ASSERT_EQ(service->fileNameList("", MediaTypeMusic, 0)->size(), 20U);
+    // All known before, so that the device announces none of them to the session that is counted.
+    ASSERT_TRUE(tests::waitUntil([&] {
+        const auto known = service->fileNameList("", MediaTypeMusic, 0);
+        return known && known->size() == 20;
+    }));
     reopen();
     std::uint64_t before = transactions();
     const auto names = service->fileNameList("", MediaTypeMusic, 0);
