@@ -12,6 +12,7 @@ namespace host {
 namespace {
 
 constexpr const char* kProbeName = "mtpservice-mediaprobe";
+constexpr const char* kTooLong = "sent without metadata: reading it took too long";
 
 std::string titleFromName(const std::string& name) {
     const std::size_t extension = extensionOf(name).size();
@@ -55,7 +56,11 @@ std::optional<platform::Dictionary> LocalMediaLibrary::getMediaInfo(const std::s
     }
     const MediaType type = naturalMediaType(filePath);
     if (type == MediaTypeMusic) {
-        answer.merge(musicFileInformation(filePath));
+        if (const auto read = musicFileInformation(filePath, _options.probeLimit)) {
+            answer.merge(*read);
+        } else {
+            warn(filePath, kTooLong);
+        }
     } else if (type != MediaTypeNone) {
         addProbedInformation(filePath, answer);
     }
@@ -72,7 +77,7 @@ void LocalMediaLibrary::addProbedInformation(const std::string& filePath, platfo
         }
         return;
     case MediaProbe::Outcome::timedOut:
-        return warn(filePath, "sent without metadata: reading it took too long");
+        return warn(filePath, kTooLong);
     case MediaProbe::Outcome::died:
         return warn(filePath, "sent without metadata: reading it made the reader end");
     case MediaProbe::Outcome::unavailable:

@@ -6,10 +6,29 @@
 #include <cstdio>
 #include <fileref.h>
 #include <tag.h>
+#include <tfilestream.h>
 #include <tpropertymap.h>
 
 namespace host {
 namespace {
+
+/// A file that seems to end once the time is over, which ends whatever search it is read for.
+class TimedStream : public TagLib::FileStream {
+public:
+    TimedStream(const std::string& path, std::chrono::milliseconds limit)
+        : FileStream(path.c_str(), true)
+        , _deadline(std::chrono::steady_clock::now() + limit) {}
+
+    TagLib::ByteVector readBlock(unsigned long length) override {
+        _isLate = _isLate || std::chrono::steady_clock::now() >= _deadline;
+        return _isLate ? TagLib::ByteVector() : FileStream::readBlock(length);
+    }
+    [[nodiscard]] bool isLate() const { return _isLate; }
+
+private:
+    const std::chrono::steady_clock::time_point _deadline;
+    bool _isLate = false;
+};
 
 std::string firstValue(const TagLib::PropertyMap& properties, const char* key) {
     const auto found = properties.find(key);
@@ -60,9 +79,13 @@ platform::Value releaseDate(const std::string& text) {
     return platform::Date{start + hours(12)};
 }
 
-platform::Dictionary musicFileInformation(const std::string& path) {
+std::optional<platform::Dictionary> musicFileInformation(const std::string& path, std::chrono::milliseconds limit) {
     platform::Dictionary information;
-    const TagLib::FileRef file(path.c_str(), true, TagLib::AudioProperties::Average);
+    TimedStream stream(path, limit);
+    const TagLib::FileRef file(&stream, true, TagLib::AudioProperties::Average);
+    if (stream.isLate()) {
+        return std::nullopt;
+    }
     if (file.isNull()) {
         return information;
     }

@@ -4,6 +4,7 @@
 #include "host/defaults/MusicFileReader.h"
 #include "tests/host/MediaSamples.h"
 #include "tests/host/TestFolder.h"
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -51,6 +52,15 @@ TEST_F(LocalMediaLibraryTest, FilesWithoutTagsTakeTheirNameAsTitle) {
     const Dictionary broken = read(folder.write("broken.mp3", "nothing"), MEDIA_PROBE);
     EXPECT_EQ(broken.uint32("MediaType"), 0x1000001U);
     EXPECT_EQ(read(folder.path("vanished.mp3"), MEDIA_PROBE).string("Title"), "vanished");
+}
+
+TEST_F(LocalMediaLibraryTest, AHugeFileThatOnlyClaimsToBeMusicIsNotSearchedToItsEnd) {
+    const std::string path = folder.write("endless.mp3", "");
+    std::filesystem::resize_file(path, std::uintmax_t{1} << 36);
+    host::LocalMediaLibrary library({true, MEDIA_PROBE, std::chrono::milliseconds(100),
+                                     [this](const std::string& file, const std::string&) { warned.push_back(file); }});
+    EXPECT_EQ(library.getMediaInfo(path, {{"FilePath", path}})->string("Title"), "endless");
+    EXPECT_EQ(warned, std::vector<std::string>{path});
 }
 
 TEST_F(LocalMediaLibraryTest, ReadsPicturesThroughTheHelper) {
