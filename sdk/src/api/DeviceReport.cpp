@@ -28,6 +28,7 @@ std::string version(std::uint16_t hundredths) {
 template <typename Code>
 std::vector<NamedCode> named(const std::vector<std::uint16_t>& codes) {
     std::vector<NamedCode> all;
+    all.reserve(codes.size());
     for (const std::uint16_t code : codes) {
         all.push_back({code, std::string(mtpsdk::codeName(static_cast<Code>(code)))});
     }

@@ -15,6 +15,7 @@ std::vector<vemomtpsdk::NamedText> DeviceSource::describeLine(std::uint32_t /*lo
     return {};
 }
 
+// By value, since a source that watches keeps it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 std::shared_ptr<void> DeviceSource::watch(std::function<void()> /*changed*/) {
     return nullptr;
 }
