@@ -44,7 +44,7 @@ bool addJson(const std::string& text, platform::Dictionary& answer) {
 
 LocalMediaLibrary::LocalMediaLibrary(Options options)
     : _options(std::move(options))
-    , _probe(_options.probe, _options.probeLimit) {}
+    , _probe(_options.probe, _options.readingLimit) {}
 
 std::optional<platform::Dictionary> LocalMediaLibrary::getMediaInfo(const std::string& filePath,
                                                                     const platform::Dictionary& info) {
@@ -56,7 +56,7 @@ std::optional<platform::Dictionary> LocalMediaLibrary::getMediaInfo(const std::s
     }
     const MediaType type = naturalMediaType(filePath);
     if (type == MediaTypeMusic) {
-        if (const auto read = musicFileInformation(filePath, _options.probeLimit)) {
+        if (const auto read = musicFileInformation(filePath, _options.readingLimit)) {
             answer.merge(*read);
         } else {
             warn(filePath, kTooLong);

@@ -11,7 +11,8 @@
 
 namespace host {
 
-/// Media information of local files: music is read in process, videos and images in a helper process with a time limit.
+/// Media information of local files: music is read in process, videos and images in a helper process, both with a time
+/// limit.
 /// The answer always holds "FilePath", "FileName", "MediaType" and a "Title" (the name without extension when the file
 /// has none), so that every file can be sent, with whatever else could be read. Thread-safe.
 class LocalMediaLibrary : public MediaLibrary {
@@ -21,7 +22,8 @@ public:
     struct Options {
         bool readsMetadata = true; ///< false: nothing is opened
         std::string probe;         ///< the helper program; see findProbe
-        std::chrono::milliseconds probeLimit = std::chrono::seconds(10);
+        /// For one file, whoever reads it.
+        std::chrono::milliseconds readingLimit = std::chrono::seconds(10);
         Warning warning;
     };
 
