@@ -60,7 +60,8 @@ public:
     /// The device is gone: refuses further requests (when it is this service's device) and waits for a running job,
     /// also for another device's ID. In a notification of a job it does not wait.
     void disconnectDevice(const Text& locationID);
-    /// Asks the library for this device's events; false when neither kind of callback could be registered.
+    /// Asks the library for this device's events; false when neither kind of callback could be registered. Not to be
+    /// called by an observer once the device is another one: the former one's callback under way is waited for.
     bool registerNotifyEvent();
     /// The delegate is not kept alive; null is ignored.
     void setConfirmDelegate(const std::shared_ptr<VXDeviceConfirmDelegate>& delegate);
