@@ -210,7 +210,7 @@ TEST_F(CopyTest, OverwritingReplacesAndMayBeRemembered) {
 // Deleting one of them would not make room for the new file, which bears the other's name too.
 TEST_F(CopyTest, NamesThatDifferOnlyInCaseAreNeitherOverwritten) {
     copy(1, {content(local("a.mp3", 1000, 1))});
-    tests::writeFile(device->path("Phone/Sounds/A.mp3"), "the other");
+    put("Phone/Sounds/A.mp3", "the other");
     ASSERT_TRUE(tests::waitUntil([&] { return service->fileLists("/Player/Phone/Sounds")->size() == 2; }));
     auto delegate = std::make_shared<Delegate>();
     service->setConfirmDelegate(delegate);

@@ -17,15 +17,6 @@ using Names = std::set<std::string>;
 /// A service whose operations on files and folders are tested.
 class FileService : public VirtualService {
 protected:
-    /// A file on the device, and the folders above it. Seen by the service after reopen().
-    void put(const std::string& inside, const std::string& content) const {
-        std::filesystem::create_directories(std::filesystem::path(device->path(inside)).parent_path());
-        // The device waits with a file that may still be written: this one comes whole, and not written just now.
-        const std::string aside = files.path(".arriving");
-        writeFile(aside, content);
-        std::filesystem::last_write_time(aside, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
-        std::filesystem::rename(aside, device->path(inside));
-    }
     /// A new service, which knows nothing yet of the device.
     void reopen() {
         close();

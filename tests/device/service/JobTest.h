@@ -21,11 +21,6 @@ protected:
     [[nodiscard]] std::shared_ptr<MTPServicePrivate> inside() const {
         return service->callbackObject().object<MTPServicePrivate>();
     }
-    /// A file laid into the device's folder from outside; a service that has looked there may see it late.
-    void put(const std::string& place, const std::string& content) const {
-        std::filesystem::create_directories(std::filesystem::path(device->path(place)).parent_path());
-        writeFile(device->path(place), content);
-    }
     /// Sends files of these names as music, so that the content index knows them.
     void send(const std::vector<std::string>& names, std::size_t size = 1000) {
         platform::Array contents;

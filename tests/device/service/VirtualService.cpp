@@ -64,6 +64,15 @@ std::string VirtualService::local(const std::string& name, std::size_t size, uns
     return makeFile(files.path(name), size, seed);
 }
 
+void VirtualService::put(const std::string& inside, const std::string& content) const {
+    std::filesystem::create_directories(std::filesystem::path(device->path(inside)).parent_path());
+    // The device waits with a file that may still be written: this one comes whole, and not written just now.
+    const std::string aside = files.path(".arriving");
+    writeFile(aside, content);
+    std::filesystem::last_write_time(aside, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    std::filesystem::rename(aside, device->path(inside));
+}
+
 void VirtualService::copy(std::uint32_t id, const platform::Array& contents, std::uint32_t mediaType) {
     service->copyContentsMacToDevice(id, contents, mediaType, 0);
     waitUntilIdle();

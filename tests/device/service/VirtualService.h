@@ -44,6 +44,9 @@ protected:
 
     /// A local file of the test's.
     std::string local(const std::string& name, std::size_t size, unsigned seed = 1);
+    /// Lays a file, and the folders above it, into the device's folder from outside. What has looked there before may
+    /// see it late.
+    void put(const std::string& inside, const std::string& content) const;
     /// Copies the files as music onto the first storage and waits for the end.
     void copy(std::uint32_t id, const platform::Array& contents, std::uint32_t mediaType = 1);
     /// Whether the device's file holds what the local one holds.
