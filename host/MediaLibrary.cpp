@@ -13,19 +13,14 @@ public:
     }
 };
 
-SharedInstance<MediaLibrary>& shared() {
-    static auto& instance = *new SharedInstance<MediaLibrary>(std::make_shared<NoMediaInformation>());
-    return instance; // outlives threads that still run at the process's end
-}
-
 } // namespace
 
 MediaLibrary::~MediaLibrary() = default;
 
 std::shared_ptr<MediaLibrary> MediaLibrary::sharedInstance() {
-    return shared().get();
+    return sharedInstanceOf<MediaLibrary, NoMediaInformation>().get();
 }
 
 void MediaLibrary::setSharedInstance(std::shared_ptr<MediaLibrary> library) {
-    shared().set(std::move(library));
+    sharedInstanceOf<MediaLibrary, NoMediaInformation>().set(std::move(library));
 }

@@ -14,19 +14,14 @@ public:
     }
 };
 
-SharedInstance<ProfileHandler>& shared() {
-    static auto& instance = *new SharedInstance<ProfileHandler>(std::make_shared<NoProfiles>());
-    return instance; // outlives threads that still run at the process's end
-}
-
 } // namespace
 
 ProfileHandler::~ProfileHandler() = default;
 
 std::shared_ptr<ProfileHandler> ProfileHandler::sharedInstance() {
-    return shared().get();
+    return sharedInstanceOf<ProfileHandler, NoProfiles>().get();
 }
 
 void ProfileHandler::setSharedInstance(std::shared_ptr<ProfileHandler> handler) {
-    shared().set(std::move(handler));
+    sharedInstanceOf<ProfileHandler, NoProfiles>().set(std::move(handler));
 }

@@ -30,3 +30,10 @@ private:
     const std::shared_ptr<Interface> _fallback;
     std::shared_ptr<Interface> _current PLATFORM_GUARDED_BY(_mutex);
 };
+
+/// That of an interface whose default is a `Fallback`. It outlives threads that still run at the process's end.
+template <typename Interface, typename Fallback>
+SharedInstance<Interface>& sharedInstanceOf() {
+    static auto& instance = *new SharedInstance<Interface>(std::make_shared<Fallback>());
+    return instance;
+}

@@ -3,6 +3,7 @@
 
 #include "platform/Strings.h"
 #include "tools/ScreenText.h"
+#include "tools/UrlText.h"
 
 #include <algorithm>
 #include <cctype>
@@ -29,26 +30,6 @@ std::string_view trimmed(std::string_view text) {
     const std::size_t start = text.find_first_not_of(blanks);
     return start == std::string_view::npos ? std::string_view()
                                            : text.substr(start, text.find_last_not_of(blanks) - start + 1);
-}
-
-int hexDigit(char character) {
-    const int lower = std::tolower(static_cast<unsigned char>(character));
-    return lower >= '0' && lower <= '9' ? lower - '0' : lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-std::string percentDecoded(std::string_view text) {
-    std::string result;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const int high = text[at] == '%' && at + 2 < text.size() ? hexDigit(text[at + 1]) : -1;
-        const int low = high >= 0 ? hexDigit(text[at + 2]) : -1;
-        if (low >= 0) {
-            result += static_cast<char>(high * 16 + low);
-            at += 2;
-        } else {
-            result += text[at];
-        }
-    }
-    return result;
 }
 
 bool startsWithIgnoringCase(std::string_view text, std::string_view lowerPrefix) {

@@ -3,6 +3,7 @@
 
 #include "platform/Xml.h"
 #include "tools/FeedText.h"
+#include "tools/UrlText.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -209,29 +210,6 @@ platform::Array newestOf(const std::vector<Dictionary>& episodes, std::optional<
         taken.emplace_back(episodes[index]);
     }
     return taken;
-}
-
-int hexDigit(char character) {
-    if (character >= '0' && character <= '9') {
-        return character - '0';
-    }
-    const char lower = static_cast<char>(character | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-std::string percentDecoded(std::string_view text) {
-    std::string decoded;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const int high = text[at] == '%' && at + 2 < text.size() ? hexDigit(text[at + 1]) : -1;
-        const int low = high < 0 ? -1 : hexDigit(text[at + 2]);
-        if (low >= 0) {
-            decoded += static_cast<char>(high * 16 + low);
-            at += 2;
-        } else {
-            decoded += text[at];
-        }
-    }
-    return decoded;
 }
 
 } // namespace

@@ -12,12 +12,6 @@
 
 namespace {
 
-using Texts = std::vector<std::string>;
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 class BrowseCommandTest : public testing::Test {
 protected:
     void SetUp() override { box.createDevice({"Phone:64M"}); }

@@ -11,12 +11,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Texts = std::vector<std::string>;
 using Stream = ToolProcess::Stream;
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 class GetCommandTest : public testing::Test {
 protected:

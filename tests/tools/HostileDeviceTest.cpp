@@ -6,6 +6,7 @@
 #include "responder/FaultPlan.h"
 #include "tests/host/TestFolder.h"
 #include "tests/tools/FakeTerminal.h"
+#include "tests/tools/Texts.h"
 #include "tools/Command.h"
 #include "tools/ScreenText.h"
 #include "vemomtpsdk/Devices.h"
@@ -20,11 +21,6 @@ namespace {
 using mtpsdk::OperationCode;
 using mtpsdk::ResponseCode;
 using tool::ExitStatus;
-using Texts = std::vector<std::string>;
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 class HostileDeviceTest : public testing::Test {
 protected:

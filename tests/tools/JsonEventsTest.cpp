@@ -11,7 +11,6 @@
 namespace {
 
 using Json = nlohmann::json;
-using Texts = std::vector<std::string>;
 
 constexpr const char* kProgress = "VXLUMO_NOTI_TRANSFER_PROGRESS";
 constexpr const char* kResult = "VXLUMO_NOTI_MEDIA_TRASFER_RESULT";

@@ -2,6 +2,8 @@
 #include "tools/MediaPlan.h"
 
 #include "tests/host/TestFolder.h"
+#include "tests/tools/Texts.h"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,8 +39,6 @@ protected:
     }
     TestFolder folder;
 };
-
-using Texts = std::vector<std::string>;
 
 TEST_F(MediaPlanTest, FoldersAreWalkedInOrderOfTheirNames) {
     for (const char* name : {"t/b/2.jpg", "t/b/deep/3.MP4", "t/a.mp3", "t/z.mp3", "t/notes.txt", "t/.hidden/4.mp3",

@@ -8,12 +8,6 @@
 
 namespace {
 
-using Texts = std::vector<std::string>;
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 class PlaylistCommandTest : public testing::Test {
 protected:
     void SetUp() override {

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "tools/PlaylistFile.h"
 
+#include "tests/tools/Texts.h"
 #include "tools/DevicePath.h"
+
 #include <gtest/gtest.h>
 
 namespace {
 
 using namespace tool;
-using Texts = std::vector<std::string>;
 
 TEST(PlaylistFileTest, EntriesAreReadAsTheyAreWrittenEverywhere) {
     struct Row {

@@ -8,12 +8,6 @@
 
 namespace {
 
-using Texts = std::vector<std::string>;
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 class PodcastCommandTest : public testing::Test {
 protected:
     PodcastCommandTest() { box.createDevice({"Phone:64M", "Card:64M"}); }

@@ -2,6 +2,7 @@
 // Commands within this process, stopped before they begin, and on a device that has gone: nothing half known counts.
 #include "tests/host/TestFolder.h"
 #include "tests/tools/FakeTerminal.h"
+#include "tests/tools/Texts.h"
 #include "tools/Command.h"
 #include "tools/DeviceTree.h"
 
@@ -11,7 +12,6 @@
 namespace {
 
 using namespace tool;
-using Texts = std::vector<std::string>;
 
 class StoppedCommandTest : public testing::Test {
 protected:

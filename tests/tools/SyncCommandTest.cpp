@@ -8,12 +8,7 @@
 
 namespace {
 
-using Texts = std::vector<std::string>;
 using Stream = ToolProcess::Stream;
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 class SyncCommandTest : public testing::Test {
 protected:

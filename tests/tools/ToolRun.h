@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tests/host/TestFolder.h"
+#include "tests/tools/Texts.h"
 
 #include <atomic>
 #include <condition_variable>

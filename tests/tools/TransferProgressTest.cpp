@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/TransferProgress.h"
 
+#include "tests/tools/Texts.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -43,8 +45,6 @@ protected:
     std::vector<std::string> outcomes;
     std::vector<std::uint64_t> bytes;
 };
-
-using Texts = std::vector<std::string>;
 
 TEST_F(TransferProgressTest, EachFileEndsInOneState) {
     start(5);

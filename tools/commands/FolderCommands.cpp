@@ -107,7 +107,7 @@ void waitUntilIdle(Environment& environment, const MTPService& service) {
     }
 }
 
-ExitStatus rename(Environment& environment, const std::string& path, const std::string& newName) {
+ExitStatus renameEntry(Environment& environment, const std::string& path, const std::string& newName) {
     if (newName.empty() || newName.find('/') != std::string::npos) {
         throw Failure(ExitStatus::usage, "The new name is a name without \"/\"; files stay in their folder.");
     }
@@ -156,7 +156,7 @@ void addFolderCommands(Commands& commands) {
                      "  mtpservice mv Phone/Sounds/song.mp3 \"A better name.mp3\"\n\n" +
                      devicePathHelp());
     commands.add(renaming,
-                 [names](Environment& environment) { return rename(environment, names->first, names->second); });
+                 [names](Environment& environment) { return renameEntry(environment, names->first, names->second); });
 }
 
 } // namespace tool

@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-ExitStatus list(Environment& environment) {
+ExitStatus listPlaylists(Environment& environment) {
     const auto session = openDevice(environment.options, nullptr);
     Table table({Table::text("PLAYLIST"), {"FILES", Align::right}});
     for (const Playlist& playlist : Playlists(*session).all()) {
@@ -37,7 +37,7 @@ ExitStatus list(Environment& environment) {
     return ExitStatus::done;
 }
 
-ExitStatus show(Environment& environment, const std::string& name) {
+ExitStatus showPlaylist(Environment& environment, const std::string& name) {
     const auto session = openDevice(environment.options, nullptr);
     const Playlists playlists(*session);
     const Playlist playlist = playlists.get(name);
@@ -54,7 +54,7 @@ ExitStatus show(Environment& environment, const std::string& name) {
     return ExitStatus::done;
 }
 
-ExitStatus rename(Environment& environment, const std::string& name, const std::string& newName) {
+ExitStatus renamePlaylist(Environment& environment, const std::string& name, const std::string& newName) {
     const auto session = openDevice(environment.options, nullptr);
     const Playlists playlists(*session);
     const Playlist playlist = playlists.get(name);
@@ -69,7 +69,7 @@ ExitStatus rename(Environment& environment, const std::string& name, const std::
     return ExitStatus::done;
 }
 
-ExitStatus remove(Environment& environment, const std::vector<std::string>& names) {
+ExitStatus deletePlaylists(Environment& environment, const std::vector<std::string>& names) {
     const auto session = openDevice(environment.options, nullptr);
     const Playlists playlists(*session);
     ExitStatus status = ExitStatus::done;
@@ -158,12 +158,12 @@ ExitStatus exportTo(Environment& environment, OverwriteMode mode, const std::str
 
 void addQueries(Commands& commands, CLI::App& group) {
     CLI::App* listing = group.add_subcommand("list", "List the playlists");
-    commands.add(listing, [](Environment& environment) { return list(environment); });
+    commands.add(listing, [](Environment& environment) { return listPlaylists(environment); });
 
     CLI::App* showing = group.add_subcommand("show", "Show the files of a playlist in order");
     const auto name = std::make_shared<std::string>();
     showing->add_option("NAME", *name, "The playlist")->required();
-    commands.add(showing, [name](Environment& environment) { return show(environment, *name); });
+    commands.add(showing, [name](Environment& environment) { return showPlaylist(environment, *name); });
 }
 
 void addExport(Commands& commands, CLI::App& group) {
@@ -188,13 +188,14 @@ void addChangesOfName(Commands& commands, CLI::App& group) {
     const auto names = std::make_shared<std::pair<std::string, std::string>>();
     renaming->add_option("NAME", names->first, "The playlist")->required();
     renaming->add_option("NEWNAME", names->second, "Its new name")->required();
-    commands.add(renaming,
-                 [names](Environment& environment) { return rename(environment, names->first, names->second); });
+    commands.add(renaming, [names](Environment& environment) {
+        return renamePlaylist(environment, names->first, names->second);
+    });
 
     CLI::App* deleting = group.add_subcommand("delete", "Delete playlists; their files stay");
     const auto deleted = std::make_shared<std::vector<std::string>>();
     deleting->add_option("NAME", *deleted, "The playlists")->required();
-    commands.add(deleting, [deleted](Environment& environment) { return remove(environment, *deleted); });
+    commands.add(deleting, [deleted](Environment& environment) { return deletePlaylists(environment, *deleted); });
 }
 
 } // namespace

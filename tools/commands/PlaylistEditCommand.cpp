@@ -98,7 +98,7 @@ void sayLeftOut(Environment& environment, const std::vector<LeftOut>& entries) {
     }
 }
 
-ExitStatus create(Environment& environment, const EditOptions& options) {
+ExitStatus createPlaylist(Environment& environment, const EditOptions& options) {
     const auto session = openDevice(environment.options, nullptr);
     if (const auto taken = Playlists(*session).find(options.name)) {
         throw Failure(ExitStatus::someFailed,
@@ -124,7 +124,7 @@ ExitStatus create(Environment& environment, const EditOptions& options) {
     return hasFailure(sources.leftOut) ? ExitStatus::someFailed : ExitStatus::done;
 }
 
-ExitStatus add(Environment& environment, const EditOptions& options) {
+ExitStatus addToPlaylist(Environment& environment, const EditOptions& options) {
     const auto session = openDevice(environment.options, nullptr);
     const Playlist playlist = Playlists(*session).get(options.name);
     Sources sources(environment, *session);
@@ -212,7 +212,7 @@ std::vector<LeftOut> missingIn(const Playlists& playlists, const std::string& na
     return missing;
 }
 
-ExitStatus sync(Environment& environment, const std::vector<std::string>& paths) {
+ExitStatus syncPlaylists(Environment& environment, const std::vector<std::string>& paths) {
     const auto session = openDevice(environment.options, nullptr);
     const Playlists playlists(*session);
     bool isAllDone = true;
@@ -274,12 +274,12 @@ void addPlaylistEditCommands(Commands& commands, CLI::App& group) {
                      "  mtpservice playlist create \"Road trip\" trip.m3u8\n"
                      "  mtpservice playlist create Empty\n\n" +
                      footer);
-    commands.add(creating, [created](Environment& environment) { return create(environment, *created); });
+    commands.add(creating, [created](Environment& environment) { return createPlaylist(environment, *created); });
 
     CLI::App* adding = group.add_subcommand("add", "Add files at the end of a playlist; each is in it once");
     const auto added = addNameAndSources(*adding, sourceHelp, true);
     adding->footer("Examples:\n  mtpservice playlist add \"Road trip\" Phone/Sounds/song.mp3\n\n" + footer);
-    commands.add(adding, [added](Environment& environment) { return add(environment, *added); });
+    commands.add(adding, [added](Environment& environment) { return addToPlaylist(environment, *added); });
 
     CLI::App* removing = group.add_subcommand("remove", "Take files out of a playlist; they stay on the device");
     const auto removed = addNameAndSources(*removing, "Names or device paths, as `playlist show` tells them", true);
@@ -291,7 +291,7 @@ void addPlaylistEditCommands(Commands& commands, CLI::App& group) {
     const auto paths = std::make_shared<std::vector<std::string>>();
     syncing->add_option("FILE", *paths, "The files; their names without extension are the playlists'")->required();
     syncing->footer("Examples:\n  mtpservice playlist sync ~/Music/*.m3u8\n\n" + footer);
-    commands.add(syncing, [paths](Environment& environment) { return sync(environment, *paths); });
+    commands.add(syncing, [paths](Environment& environment) { return syncPlaylists(environment, *paths); });
 }
 
 } // namespace tool

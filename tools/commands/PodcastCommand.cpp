@@ -120,7 +120,7 @@ ExitStatus put(Environment& environment, const PodcastOptions& options) {
         });
 }
 
-ExitStatus sync(Environment& environment, const PodcastOptions& options) {
+ExitStatus syncPodcasts(Environment& environment, const PodcastOptions& options) {
     return sendFeeds(
         environment, options, OverwriteMode::always,
         [&options](MTPService& service, std::uint32_t serviceID, const platform::Array& podcasts, std::uint32_t) {
@@ -136,7 +136,7 @@ Dictionary described(const PodcastOnDevice& channel) {
             {"children", channel.episodes}};
 }
 
-ExitStatus list(Environment& environment) {
+ExitStatus listPodcasts(Environment& environment) {
     const auto session = openDevice(environment.options, nullptr);
     Table table({Table::text("PODCAST"), {"EPISODES", Align::right}, Table::text("STORAGE")});
     for (const PodcastOnDevice& channel : podcastsOn(*session)) {
@@ -151,7 +151,7 @@ ExitStatus list(Environment& environment) {
     return ExitStatus::done;
 }
 
-ExitStatus show(Environment& environment, const std::string& name) {
+ExitStatus showPodcast(Environment& environment, const std::string& name) {
     const auto session = openDevice(environment.options, nullptr);
     for (const PodcastOnDevice& channel : podcastsNamed(*session, name)) {
         if (environment.options.json) {
@@ -278,7 +278,7 @@ void addSync(Commands& commands, CLI::App& group, const std::shared_ptr<PodcastO
     command->add_flag("--card-first", options->startsOnCard,
                       "Fill the memory card before the internal memory; the other way round by default");
     command->add_option("FEED", options->feeds, "RSS 2.0 files")->required();
-    commands.add(command, [options](Environment& environment) { return sync(environment, *options); });
+    commands.add(command, [options](Environment& environment) { return syncPodcasts(environment, *options); });
 }
 
 void addRemove(Commands& commands, CLI::App& group, const std::shared_ptr<PodcastOptions>& options) {
@@ -304,10 +304,10 @@ void addPodcastCommand(Commands& commands) {
                   "Nothing is downloaded."); // the subcommands take it over
     addPut(commands, *group, options);
     CLI::App* listing = group->add_subcommand("list", "List the podcasts");
-    commands.add(listing, [](Environment& environment) { return list(environment); });
+    commands.add(listing, [](Environment& environment) { return listPodcasts(environment); });
     CLI::App* showing = group->add_subcommand("show", "List a podcast's episodes");
     showing->add_option("PODCAST", options->channel, "Title or folder")->required();
-    commands.add(showing, [options](Environment& environment) { return show(environment, options->channel); });
+    commands.add(showing, [options](Environment& environment) { return showPodcast(environment, options->channel); });
     addSync(commands, *group, options);
     addRemove(commands, *group, options);
 }

@@ -124,9 +124,9 @@ void Responder::Implementation::tell(const StoreEvent& event) {
 }
 
 const Responder::Implementation::Row* Responder::Implementation::findOperation(OperationCode code) const {
-    const auto rows = operations();
-    const auto found = std::ranges::find(rows, code, &Row::code);
-    return found != rows.end() && !_faults->isWithheld(code) ? &*found : nullptr;
+    const auto known = operations();
+    const auto found = std::ranges::find(known, code, &Row::code);
+    return found != known.end() && !_faults->isWithheld(code) ? &*found : nullptr;
 }
 
 Responder::Phase Responder::Implementation::command(std::span<const std::byte> container) {

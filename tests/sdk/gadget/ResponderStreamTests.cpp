@@ -11,7 +11,7 @@ namespace mtpsdk::test {
 namespace {
 
 constexpr std::size_t packet = 64;
-constexpr std::size_t block = 4 * packet;
+constexpr std::size_t blockSize = 4 * packet;
 using Bytes = std::vector<std::byte>;
 
 class ResponderStreamTest : public ::testing::Test {
@@ -38,10 +38,10 @@ protected:
         transfer(bytes);
     }
     void transfer(const Bytes& bytes) {
-        for (std::size_t offset = 0; offset <= bytes.size(); offset += block) {
-            const auto part = std::span(bytes).subspan(offset, std::min(block, bytes.size() - offset));
+        for (std::size_t offset = 0; offset <= bytes.size(); offset += blockSize) {
+            const auto part = std::span(bytes).subspan(offset, std::min(blockSize, bytes.size() - offset));
             if (!part.empty() || bytes.size() % packet == 0) {
-                EXPECT_FALSE(stream->arrived(part, part.size() < block));
+                EXPECT_FALSE(stream->arrived(part, part.size() < blockSize));
             }
         }
     }
@@ -59,7 +59,7 @@ protected:
     /// All that the device has to say now, transfer by transfer.
     std::vector<Bytes> spoken() {
         std::vector<Bytes> transfers;
-        Bytes buffer(block);
+        Bytes buffer(blockSize);
         while (const auto length = stream->next(buffer)) {
             transfers.emplace_back(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(*length));
         }
@@ -87,8 +87,8 @@ protected:
 };
 
 TEST_F(ResponderStreamTest, DataOfEveryLengthArriveAndLeaveWithTheirLastPacket) {
-    for (const std::size_t total : {std::size_t{12}, std::size_t{13}, packet - 1, packet, packet + 1, block - 1, block,
-                                    block + 1, 3 * block, 3 * block + packet}) {
+    for (const std::size_t total : {std::size_t{12}, std::size_t{13}, packet - 1, packet, packet + 1, blockSize - 1,
+                                    blockSize, blockSize + 1, 3 * blockSize, 3 * blockSize + packet}) {
         const std::string content(total - containerHeaderSize, 'x');
         announce(u"file.bin", content.size());
         send(OperationCode::SendObject, bytesOf(content));
@@ -124,17 +124,17 @@ TEST_F(ResponderStreamTest, AHeaderMayComeInAPacketOfItsOwn) {
 TEST_F(ResponderStreamTest, DataThatNobodyAskedForAreDropped) {
     command(static_cast<OperationCode>(0x9999)); // not supported, so that nothing is known of its data
     EXPECT_EQ(answered(), ResponseCode::OperationNotSupported);
-    send(static_cast<OperationCode>(0x9999), Bytes(3 * block));
+    send(static_cast<OperationCode>(0x9999), Bytes(3 * blockSize));
     EXPECT_TRUE(spoken().empty());
     EXPECT_FALSE(stream->isBusy());
     expectWorking();
 }
 
 TEST_F(ResponderStreamTest, ACancelledTransactionLeavesNothingAndIsNotAnswered) {
-    announce(u"stopped.bin", 4 * block);
-    const auto header = encodeDataHeader(raw(OperationCode::SendObject), transaction, 4 * block);
+    announce(u"stopped.bin", 4 * blockSize);
+    const auto header = encodeDataHeader(raw(OperationCode::SendObject), transaction, 4 * blockSize);
     EXPECT_FALSE(stream->arrived(header, true));
-    EXPECT_FALSE(stream->arrived(Bytes(block), false));
+    EXPECT_FALSE(stream->arrived(Bytes(blockSize), false));
     EXPECT_TRUE(stream->isBusy());
     stream->cancel(transaction);
     EXPECT_FALSE(stream->isBusy());
@@ -145,8 +145,8 @@ TEST_F(ResponderStreamTest, ACancelledTransactionLeavesNothingAndIsNotAnswered) 
 }
 
 TEST_F(ResponderStreamTest, AProgramThatIsKilledIsFollowedByAnother) {
-    announce(u"torn.bin", 4 * block);
-    const auto header = encodeDataHeader(raw(OperationCode::SendObject), transaction, 4 * block);
+    announce(u"torn.bin", 4 * blockSize);
+    const auto header = encodeDataHeader(raw(OperationCode::SendObject), transaction, 4 * blockSize);
     Bytes torn(header.begin(), header.end());
     torn.resize(2 * packet);
     // The next one's command lands in the same read, right behind the last whole packet.
