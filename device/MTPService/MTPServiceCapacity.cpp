@@ -9,14 +9,25 @@
 
 using platform::Synchronized;
 
+namespace {
+
+std::optional<std::string> volumeOf(const MTPServicePrivate& service, std::uint32_t diskIndex) {
+    auto volume = service.storageNameFromIndex(diskIndex);
+    if (!volume) {
+        QD_LOG(3, "Get Storage Name from Index is failed. Index = %d", diskIndex);
+    }
+    return volume;
+}
+
+} // namespace
+
 // The capacity queries answer from the storage table while the library is in use, so that a user interface never waits
 // for a running transfer.
 
 std::uint64_t MTPServicePrivate::totalSpace(std::uint32_t diskIndex) {
     const MethodTrace trace(6);
-    const Text volume = storageNameFromIndex(diskIndex);
+    const Text volume = volumeOf(*this, diskIndex);
     if (!volume) {
-        QD_LOG(3, "Get Storage Name from Index is failed. Index = %d", diskIndex);
         return 0;
     }
     if (isTransferring()) {
@@ -31,9 +42,8 @@ std::uint64_t MTPServicePrivate::totalSpace(std::uint32_t diskIndex) {
 
 std::uint64_t MTPServicePrivate::freeSpace(std::uint32_t diskIndex) {
     const MethodTrace trace(6);
-    const Text volume = storageNameFromIndex(diskIndex);
+    const Text volume = volumeOf(*this, diskIndex);
     if (!volume) {
-        QD_LOG(3, "Get Storage Name from Index is failed. Index = %d", diskIndex);
         return 0;
     }
     if (isTransferring()) {

@@ -89,18 +89,16 @@ std::optional<File> CopyFromDevice::fileOf(const Dictionary* content) const {
     if (content == nullptr) {
         return std::nullopt;
     }
-    const Text source = content->string("FilePath");
-    const Text name = content->string("FileName");
-    if (!source || !name) {
-        QD_LOG(1, "Get contents information is failed. filePath = %@, name = %@", source, name);
+    const std::optional<NamedFile> named = namedFile(*content);
+    if (!named) {
         return std::nullopt;
     }
-    QD_LOG(6, "Contents File Path = %@, Name = %@", source, name);
-    if (!staysInside(*name)) {
+    QD_LOG(6, "Contents File Path = %@, Name = %@", named->path, named->name);
+    if (!staysInside(named->name)) {
         QD_LOG(1, "Consist of Target Path Name is failed");
         return std::nullopt;
     }
-    return File{.source = *source, .target = platform::formatText("%@/%@", *_request.destinationPath, *name)};
+    return File{.source = named->path, .target = platform::formatText("%@/%@", *_request.destinationPath, named->name)};
 }
 
 std::uint32_t CopyFromDevice::receive(const File& file, const Text& nodeID) {

@@ -100,15 +100,13 @@ std::optional<OutgoingFile> CopyToDevice::fileAt(std::size_t index) const {
         QD_LOG(1, "Contents data is nil. Next data search");
         return std::nullopt;
     }
-    const Text source = content->string("FilePath");
-    const Text name = content->string("FileName");
-    if (!source || !name) {
-        QD_LOG(1, "Get contents information is failed. filePath = %@, name = %@", source, name);
+    const std::optional<NamedFile> named = namedFile(*content);
+    if (!named) {
         return std::nullopt;
     }
-    return OutgoingFile{.source = *source,
-                        .name = *name,
-                        .target = platform::formatText("%@/%@", *_request.destinationPath, *name),
+    return OutgoingFile{.source = named->path,
+                        .name = named->name,
+                        .target = platform::formatText("%@/%@", *_request.destinationPath, named->name),
                         .folder = _folderNode,
                         .data = *content};
 }

@@ -15,14 +15,19 @@ struct HiddenPath {
     std::string relativePath;
 };
 
-/// Nothing without a ":". The name is empty when none stands before it.
+/// Nothing without a ":", or (logged) without a name before it.
 std::optional<HiddenPath> splitHiddenPath(const std::optional<std::string>& path) {
     const std::size_t colon = path ? path->find(':') : std::string::npos;
     if (colon == std::string::npos) {
         return std::nullopt;
     }
     const std::size_t start = path->front() == '~' ? 1 : 0;
-    return HiddenPath{.name = path->substr(start, colon - start), .relativePath = path->substr(colon + 1)};
+    HiddenPath parts{.name = path->substr(start, colon - start), .relativePath = path->substr(colon + 1)};
+    if (parts.name.empty()) {
+        QD_LOG(3, "Get Hidden Volume Name is failed");
+        return std::nullopt;
+    }
+    return parts;
 }
 
 std::vector<std::string> splitAtColonsAndCommas(const std::string& text) {
@@ -115,10 +120,6 @@ MTPServicePrivate::Text MTPServicePrivate::checkHiddenVolume(const Text& path, _
     if (!parts) {
         return std::nullopt;
     }
-    if (parts->name.empty()) {
-        QD_LOG(3, "Get Hidden Volume Name is failed");
-        return std::nullopt;
-    }
     const std::uint32_t storageID = hiddenStorageID(parts->name);
     if (storageID == 0) {
         return std::nullopt;
@@ -150,10 +151,6 @@ MTPServicePrivate::Text MTPServicePrivate::convertHiddenVolumePathToFullPath(con
     *storageNode = nullptr;
     const auto parts = splitHiddenPath(path);
     if (!parts) {
-        return std::nullopt;
-    }
-    if (parts->name.empty()) {
-        QD_LOG(3, "Get Hidden Volume Name is failed");
         return std::nullopt;
     }
     const Synchronized library(MtpControl::classMonitor());

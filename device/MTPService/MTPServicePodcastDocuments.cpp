@@ -10,6 +10,7 @@
 #include "ui/VXUIPodcastXMLConverter.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <unordered_set>
@@ -22,7 +23,17 @@ namespace {
 
 constexpr std::uint64_t maxDocumentBytes = VXUIPodcastXMLConverter::maxDocumentBytes;
 
+/// Makes room for a local copy. The channels "Show" and "Show.xml" want one name, the first for a file and the second
+/// for a folder, and the later one has it.
 bool makeFolderOf(const std::string& file, const char* message) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(file, ignored)) {
+        std::filesystem::remove_all(file, ignored);
+    }
+    const std::filesystem::path folder = platform::deletingLastPathComponent(file);
+    if (std::filesystem::is_regular_file(folder, ignored)) {
+        std::filesystem::remove(folder, ignored);
+    }
     if (const std::error_code error = platform::createFolders(platform::deletingLastPathComponent(file))) {
         QD_LOG(3, message, error.message());
         return false;
@@ -45,9 +56,7 @@ std::optional<std::string> readWhole(const std::string& path) {
 /// Receives a channel document to a local file and reads it.
 std::optional<Dictionary> MTPServicePrivate::receivePodcastDocument(const std::string& path, const std::string& toPath,
                                                                     const Text& fileNode) {
-    if (!platform::fileExists(toPath)) {
-        makeFolderOf(toPath, "Create download folder is filed. Error = %@");
-    }
+    makeFolderOf(toPath, "Create download folder is filed. Error = %@");
     {
         const Synchronized library(MtpControl::classMonitor());
         const std::uint64_t size = _mtpControl->fileSize(_currentDeviceNode, _storageHeadNode, path, fileNode, nullptr);

@@ -104,13 +104,11 @@ std::optional<File> SyncToDevice::fileAt(std::size_t index) const {
         QD_LOG(1, "Contents data is nil. Next data search");
         return std::nullopt;
     }
-    const Text source = content->string("FilePath");
-    const Text name = content->string("FileName");
-    if (!source || !name) {
-        QD_LOG(1, "Get contents information is failed. filePath = %@, name = %@", source, name);
+    const std::optional<NamedFile> named = namedFile(*content);
+    if (!named) {
         return std::nullopt;
     }
-    return File{.source = *source, .name = platform::lastPathComponent(*source), .title = *name};
+    return File{.source = named->path, .name = platform::lastPathComponent(named->path), .title = named->name};
 }
 
 /// The file counts as done, and its bytes as passed: the bar ends full.

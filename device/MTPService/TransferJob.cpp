@@ -19,6 +19,16 @@ const platform::Array* mediaEntries(MTPServicePrivate& service, const _servicein
     return entries;
 }
 
+std::optional<NamedFile> namedFile(const platform::Dictionary& entry) {
+    std::optional<std::string> path = entry.string("FilePath");
+    std::optional<std::string> name = entry.string("FileName");
+    if (!path || !name) {
+        QD_LOG(1, "Get contents information is failed. filePath = %@, name = %@", path, name);
+        return std::nullopt;
+    }
+    return NamedFile{.path = *std::move(path), .name = *std::move(name)};
+}
+
 TransferJob::TransferJob(MTPServicePrivate& service, const _serviceinfo& request, std::size_t fileCount,
                          std::uint64_t totalBytes, TransferJobManners manners)
     : _service(service)

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// Where a job differs from the others at its ends.
@@ -21,6 +22,14 @@ enum class Next { goOn, stop };
 enum class NeedsFolder { no, yes };
 [[nodiscard]] const platform::Array* mediaEntries(MTPServicePrivate& service, const _serviceinfo& request,
                                                   NeedsFolder needsFolder);
+
+/// What an entry must say of its file.
+struct NamedFile {
+    std::string path; ///< "FilePath"
+    std::string name; ///< "FileName"
+};
+/// Logged when the entry lacks one of them.
+[[nodiscard]] std::optional<NamedFile> namedFile(const platform::Dictionary& entry);
 
 /// What every queued job does alike: it has a notifier that announces the start, tests between files whether it must
 /// stop, hands the library a context for DeviceProgressCallbackEx, gives each file exactly one outcome, and takes its

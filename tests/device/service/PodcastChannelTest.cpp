@@ -146,6 +146,16 @@ TEST_F(PodcastChannelTest, NamesThatDifferInCaseOnlyAreOneChannelAndOneFile) {
     EXPECT_EQ(numbers(recorder.results(3), "IsKept"), (Numbers{1}));
 }
 
+// Their local copies want one name, as a file and as a folder.
+TEST_F(PodcastChannelTest, ATitleThatEndsAsADocumentDoesIsAChannelOfItsOwn) {
+    const Array both{podcast("Show", {episode("u1", "one.mp3")}), podcast("Show.xml", {episode("u2", "two.mp3")})};
+    copyPodcasts(1, both);
+    copyPodcasts(2, {podcast("Show", {episode("u3", "three.mp3")}), podcast("Show.xml", {episode("u4", "four.mp3")})});
+    EXPECT_EQ(resultStatuses(2), (Numbers{0, 0}));
+    EXPECT_EQ(listed("Show"), (Listed{"u1=one.mp3", "u3=three.mp3"}));
+    EXPECT_EQ(listed("Show.xml"), (Listed{"u2=two.mp3", "u4=four.mp3"}));
+}
+
 TEST_F(PodcastChannelTest, TitlesLeadNowhereElse) {
     const auto namesIn = [](const std::string& folder) {
         tests::Names names;
