@@ -79,13 +79,13 @@ public:
     /// The record as it is handed out; null for 0.
     template <typename Record>
     [[nodiscard]] Record* record(NodeIndex node) const {
-        return node == 0 ? nullptr : reinterpret_cast<Record*>(mtpRecordMemoryBase() + _nodes[node].record);
+        return node == 0 ? nullptr : place<Record>(node);
     }
     /// What the record says by now.
     template <typename Record>
     [[nodiscard]] const Record& known(NodeIndex node) const {
         const auto draft = _drafts.empty() ? _drafts.end() : _drafts.find(node);
-        return draft == _drafts.end() ? *record<Record>(node) : *reinterpret_cast<const Record*>(draft->second.data());
+        return draft == _drafts.end() ? *place<Record>(node) : *reinterpret_cast<const Record*>(draft->second.data());
     }
     /// The record or its draft, for a change.
     template <typename Record>
@@ -148,6 +148,11 @@ private:
         HashIndex names; ///< of folders and files
     };
 
+    /// Where the record of a node (not 0) lies.
+    template <typename Record>
+    [[nodiscard]] Record* place(NodeIndex node) const {
+        return reinterpret_cast<Record*>(mtpRecordMemoryBase() + _nodes[node].record);
+    }
     [[nodiscard]] const Contents* contents(NodeIndex parent) const;
     Contents& contentsForChange(NodeIndex parent);
     template <typename AnyContents>

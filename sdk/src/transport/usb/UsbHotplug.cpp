@@ -19,7 +19,7 @@ std::shared_ptr<UsbHotplug> UsbHotplug::make(std::function<void()> changed) {
     if (!context || libusb_has_capability(LIBUSB_CAP_HAS_HOTPLUG) == 0) {
         return nullptr;
     }
-    const std::shared_ptr<UsbHotplug> hotplug(new UsbHotplug(std::move(context), std::move(changed)));
+    std::shared_ptr<UsbHotplug> hotplug(new UsbHotplug(std::move(context), std::move(changed)));
     libusb_context* const line = hotplug->_context->get();
     const int error = libusb_hotplug_register_callback(
         line, LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED | LIBUSB_HOTPLUG_EVENT_DEVICE_LEFT, LIBUSB_HOTPLUG_NO_FLAGS,
