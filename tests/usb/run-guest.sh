@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# run-guest.sh BUILD-FOLDER: boots Debian's kernel in an emulated machine with a USB device inside it, and runs the
-# scenario there with the programs of the build folder. Answers 0 when all of it passed. Needs no rights of root; the
-# packages are those of usb_packages in scripts/common.sh, and the kernel's is unpacked, not installed.
+# run-guest.sh BUILD-FOLDER [SCENARIO]: boots Debian's kernel in an emulated machine with a USB device inside it, and runs
+# the scenario there with the programs of the build folder. Answers 0 when all of it passed, and 77, having said why, where
+# there can be no such machine. Needs no rights of root but to install usb_packages of scripts/common.sh; the kernel's
+# package is unpacked, not installed. USB_GUEST_SECONDS, USB_GUEST_MEMORY (MiB) and USB_GUEST_CPUS change its limits.
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build_folder=$(cd "$1" && pwd)
 work=$build_folder/usb-guest
+kernels=$root/build/usb-guest-kernel
 scenario=${2:-$here/guest/scenario.sh}
 modules=(common/usb-common core/usbcore gadget/udc/udc-core gadget/libcomposite gadget/function/usb_f_fs
     gadget/udc/dummy_hcd ${USB_GUEST_MODULES:-})
@@ -17,16 +19,25 @@ programs=("$build_folder/tools/mtpservice" "$build_folder/tests/usb/usb_guest_te
 
 converters=/usr/lib/x86_64-linux-gnu/gconv
 
-# fetch_kernel: Debian's newest kernel package, unpacked beside the guest.
+skip() {
+    say "SKIPPED: the test on real USB: $1"
+    exit 77
+}
+
+# fetch_kernel: Debian's kernel package, unpacked once for all builds and kept.
 fetch_kernel() {
     local package
-    package=$(apt-cache depends linux-image-amd64 | sed -n 's/^ *Depends: \(linux-image-.*\)/\1/p' | head -1)
-    [ -n "$package" ] || { echo "No package linux-image-amd64 is known here; is this Debian?" >&2; return 1; }
-    kernel=$work/kernel/$package
-    [ -e "$kernel/complete" ] && return 0
+    for kernel in "$kernels"/*/; do
+        [ -e "$kernel/complete" ] && return 0
+    done
+    package=$(apt-cache depends linux-image-amd64 2>/dev/null | sed -n 's/^ *Depends: \(linux-image-.*\)/\1/p' | head -1)
+    [ -n "$package" ] || skip "no kernel for the guest, as apt knows no package linux-image-amd64"
     say "Fetching $package"
+    kernel=$kernels/$package
+    rm -rf "$kernel"
     mkdir -p "$kernel"
-    (cd "$kernel" && apt-get download -qq -o APT::Sandbox::User=root "$package")
+    (cd "$kernel" && timeout 300 apt-get download -qq -o APT::Sandbox::User=root "$package") ||
+        skip "no kernel for the guest, as the package $package cannot be downloaded"
     dpkg-deb --fsys-tarfile "$kernel"/*.deb | tar -x -C "$kernel" --wildcards './boot/vmlinuz*' \
         './lib/modules/*/kernel/drivers/usb/*' './lib/modules/*/kernel/fs/configfs/*'
     rm "$kernel"/*.deb
@@ -50,17 +61,26 @@ copy_with_libraries() {
     done
 }
 
-# make_root_fs: the guest's whole file system, packed as an initramfs.
+# is_packed: whether the initramfs holds all that it would be made of now.
+is_packed() {
+    [ -e "$work/initramfs" ] && [ "$(cat "$work/recipe" 2>/dev/null)" = "$recipe" ] &&
+        [ -z "$(find -L "$here" "$scenario" "$kernel/complete" "${present[@]}" "${libraries[@]}" -newer "$work/initramfs")" ]
+}
+
+# make_root_fs: the guest's whole file system, packed as an initramfs; an older one that still holds is kept.
 make_root_fs() {
+    local program present=() libraries recipe="${programs[*]} ${modules[*]} $scenario $kernel"
+    for program in "${programs[@]}"; do
+        # A build of the program alone will do where the scenario does not run the tests.
+        [ ! -e "$program" ] || present+=("$program")
+    done
+    mapfile -t libraries < <(ldd "${present[@]}" | grep -o '\s/[^ ]*' | sort -u | tr -d '\t ')
+    is_packed && return 0
     root_fs=$work/root
     rm -rf "$root_fs"
     mkdir -p "$root_fs"/{bin,etc/umtprd,guest/lib,modules}
     cp /bin/busybox "$root_fs/bin/"
-    local program
-    for program in "${programs[@]}"; do
-        # A build of the program alone will do where the scenario does not run the tests.
-        [ ! -e "$program" ] || copy_with_libraries "$program"
-    done
+    copy_with_libraries "${present[@]}"
     # What the public clients' texts are converted with.
     mkdir -p "$root_fs$converters"
     cp "$converters"/{UTF-16.so,gconv-modules.cache} "$root_fs$converters"
@@ -75,19 +95,27 @@ make_root_fs() {
         cp "$kernel"/lib/modules/*/kernel/drivers/usb/"$module".ko "$root_fs/modules/"
         basename "$module".ko >> "$root_fs/modules/order"
     done
-    (cd "$root_fs" && find . | cpio --quiet -o -H newc) > "$work/initramfs"
+    (cd "$root_fs" && find . | cpio --quiet -o -H newc) > "$work/initramfs.new"
+    rm -rf "$root_fs"
+    mv "$work/initramfs.new" "$work/initramfs"
+    echo "$recipe" > "$work/recipe"
 }
 
+# boot: what the guest prints, without what would clear the terminal. A guest that hangs is ended.
 boot() {
     # Emulation throughout: the machine's own virtualisation hangs in some data centres.
-    timeout "${USB_GUEST_SECONDS:-600}" qemu-system-x86_64 -accel tcg,thread=multi -m "${USB_GUEST_MEMORY:-1024}" -nographic -no-reboot \
-        -nic none -kernel "$kernel"/boot/vmlinuz-* -initrd "$work/initramfs" \
-        -append "console=ttyS0 quiet panic=-1 no_timer_check mitigations=off tsc=unstable" </dev/null | tee "$work/console"
+    timeout -k 10 "$limit" qemu-system-x86_64 -accel tcg,thread=multi -smp "${USB_GUEST_CPUS:-2}" \
+        -m "${USB_GUEST_MEMORY:-1024}" -nographic -no-reboot -nic none -kernel "$kernel"/boot/vmlinuz-* \
+        -initrd "$work/initramfs" -append "console=ttyS0 quiet panic=-1 no_timer_check mitigations=off tsc=unstable" \
+        </dev/null | sed -u -e 's/\x1b\(c\|\[[?0-9;]*[A-Za-z]\)//g' -e 's/\r//g' | tee "$work/console"
 }
 
+[ "$(uname -m)" = x86_64 ] || skip "the guest is an x86_64, and this machine a $(uname -m)"
+(install_packages "${usb_packages[@]}") || skip "its tools cannot be installed (${usb_packages[*]})"
 mkdir -p "$work"
 fetch_kernel
 make_root_fs
 say "Booting the guest"
-boot || true
+limit=${USB_GUEST_SECONDS:-1200}
+boot || [ $? -ne 124 ] || echo "The guest did not end within $limit seconds." >&2
 grep -q '^GUEST RESULT: 0' "$work/console" || { echo "The USB test failed; its console is in $work/console" >&2; exit 1; }

@@ -232,10 +232,16 @@ TEST(PhaseReader, ASinkThatStopsLeavesNothingPostedAndDrainingReachesTheEnd) {
     pipe.play(response);
     EXPECT_EQ(reader.receive([](std::span<const std::byte>) { return false; }, 1s), PipeResult::stopped);
     EXPECT_EQ(pipe.inFlight(), 0U);
+    EXPECT_FALSE(reader.answered());
     EXPECT_EQ(reader.drain(1ms, 1min), PipeResult::done);
     EXPECT_TRUE(pipe.packets.empty());
+    const auto answered = decodeHeader(response)->transactionId;
+    EXPECT_EQ(reader.answered(), answered) << "what was drained had the response in it";
+    reader.beginTransaction();
+    EXPECT_FALSE(reader.answered());
     pipe.play(response);
     expectPhase(reader, response, "the next one");
+    EXPECT_EQ(reader.answered(), answered);
 }
 
 TEST(PhaseWriter, HeaderAndBytesGoInOneStreamClosedByAnEmptyPacketWhereItIsDue) {

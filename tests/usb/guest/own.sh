@@ -11,6 +11,9 @@ local=/tmp/local
 number_of() { awk -v name="$1" '/^File ID:/ { id = $3 } $1 == "Filename:" && substr($0, index($0, ":") + 2) == name { print id }' "$2" | grep .; }
 lists() { number_of "$1" /tmp/said-before > /dev/null || { cat /tmp/said-before; return 1; }; }
 
+# A file has its name once it is whole.
+on_its_way() { [ -n "$(find $device/.mtp/arriving -type f -size +0)" ]; }
+
 stopped_own() {
     kill $own
     wait $own && wait_for fails mtpservice devices
@@ -19,6 +22,7 @@ stopped_own() {
 mkdir -p "$local"
 head -c 262132 /dev/urandom > "$local/whole packets.mp3"
 head -c 70000 /dev/urandom > "$local/song.mp3"
+head -c 80000000 /dev/zero > "$local/large.mp3"
 mtpservice virtual create $device --name "Guest Player" --storage Phone:160M --storage Card:8M > /dev/null 2>&1
 
 make_gadget own
@@ -57,6 +61,11 @@ check "mtp-playlists lists them" mtp-playlists
 check "both with their song" test "$(grep -c song.mp3 /tmp/said)" = 2
 check "mtp-delfile deletes" mtp-delfile -n "$song"
 check "and it is gone" test ! -e $phone/song.mp3
+check "an application is told of a file that appears" announced $phone/appears.txt
+check "a program is killed in the middle of a transfer" killed_put "$local/large.mp3"
+check "and the device goes on" mtpservice put --no-metadata --overwrite always "$local/song.mp3"
+check "a line that misbehaves" misbehaves 1 20
+cat /tmp/said
 check "the session over this line" \
     env GUEST_STORAGES=$device GUEST_GADGET=own timeout 200 usb_guest_tests --gtest_color=no --gtest_brief=1
 tail -3 /tmp/said

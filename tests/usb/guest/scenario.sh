@@ -57,6 +57,8 @@ check "and keeps nothing of it" test -z "$(find /storages/Card -type f)"
 check "cancelling leaves nothing of the file under way" cancelled_put "$local/large.mp3"
 check "who holds a device is told" grep 'Another program is using "Guest Player": mtpservice (process' /tmp/refused
 check "and the device goes on" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
+check "a program is killed in the middle of a transfer" killed_put "$local/large.mp3"
+check "and the device goes on" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
 check "pulling the cable ends the transfer" torn_put "$local/large.mp3"
 check "and nothing is attached" fails mtpservice devices
 plug_in

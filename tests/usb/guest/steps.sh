@@ -31,3 +31,28 @@ as_everywhere() {
     sh /guest/commands.sh "$1" "" ${2:-} > /tmp/transcript 2>&1
     diff /tmp/expected /tmp/transcript
 }
+
+# killed_put FILE: a put whose program is killed while its bytes are on_its_way, so that nobody ends its session.
+killed_put() {
+    mtpservice put --no-metadata "$1" &
+    local job=$!
+    wait_for on_its_way "$1" || return 1
+    kill -9 $job
+    fails wait $job
+}
+
+# announced FILE: whether an application is told of a file that appears on the device, with the event's code and where the
+# device hangs.
+announced() {
+    mtpservice --json devices --events > /tmp/events 2>&1 &
+    local watcher=$! status=0
+    wait_for grep -q '"change":"attached"' /tmp/events && echo content > "$1" &&
+        wait_for grep -q '"VXLUMO_NOTI_MTP_NOTIFY_EVENT".*"EventCode":16386,"LocationId":"1100000"' /tmp/events || status=1
+    kill $watcher
+    wait $watcher || status=1
+    [ $status -eq 0 ] || cat /tmp/events
+    return $status
+}
+
+# misbehaves SEED ROUNDS: that many rounds of random misbehaviour of the line, all of which have to hold.
+misbehaves() { timeout 300 misbehave --usb --seed "$1" --rounds "$2"; }

@@ -76,6 +76,7 @@ BulkPipe::Block PhaseReader::next(Phase& phase, std::chrono::milliseconds patien
 bool PhaseReader::take(Phase& phase, const BulkPipe::Block& block, const BlockSink& sink) {
     if (phase.received == 0) {
         phase.length = toldLength(block.data);
+        noteAnswer(block.data);
     }
     std::span<std::byte> part = block.data;
     bool isShort = block.isShort;
@@ -126,19 +127,35 @@ void PhaseReader::stashReadAhead() {
     }
 }
 
+void PhaseReader::noteAnswer(std::span<const std::byte> start) {
+    const auto header = decodeHeader(start);
+    if (header && header->type == ContainerType::Response && header->length <= start.size()) {
+        _answered = header->transactionId;
+    }
+}
+
+void PhaseReader::forgetStash() {
+    for (const Stashed& each : _stash) {
+        noteAnswer(each.bytes);
+    }
+    _stash.clear();
+}
+
 PipeResult PhaseReader::giveUp(PipeResult result) {
     abandon(_pipe);
-    _stash.clear();
+    forgetStash();
     return result;
 }
 
 PipeResult PhaseReader::drain(std::chrono::milliseconds silence, std::chrono::milliseconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
-    _stash.clear();
+    forgetStash();
     for (;;) {
         PipeResult result = _pipe.submit(_pipe.blockSize());
         if (result == PipeResult::done) {
-            result = _pipe.take(silence).result;
+            const BulkPipe::Block block = _pipe.take(silence);
+            noteAnswer(block.data);
+            result = block.result;
         }
         if (result == PipeResult::timedOut) {
             abandon(_pipe);

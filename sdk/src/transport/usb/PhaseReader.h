@@ -27,6 +27,9 @@ public:
     [[nodiscard]] PipeResult receive(const BlockSink& sink, std::chrono::milliseconds patience);
     /// Reads and forgets until the line is silent for `silence`, `limit` at most. gone, or done when it fell silent.
     [[nodiscard]] PipeResult drain(std::chrono::milliseconds silence, std::chrono::milliseconds limit);
+    /// The transaction whose response came since beginTransaction, be it one that nobody waited for any more.
+    [[nodiscard]] std::optional<std::uint32_t> answered() const { return _answered; }
+    void beginTransaction() { _answered.reset(); }
 
 private:
     struct Stashed {
@@ -46,11 +49,14 @@ private:
     /// Hands a block on, keeping what is beyond the phase's end; false when the sink stops it.
     [[nodiscard]] bool take(Phase& phase, const BulkPipe::Block& block, const BlockSink& sink);
     void stashReadAhead();
+    void forgetStash();
+    void noteAnswer(std::span<const std::byte> start);
     PipeResult giveUp(PipeResult result);
 
     BulkPipe& _pipe;
     std::deque<Stashed> _stash;
     Stashed _current; ///< the stashed block that is being handed on
+    std::optional<std::uint32_t> _answered;
 };
 
 } // namespace mtpsdk

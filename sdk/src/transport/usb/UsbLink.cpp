@@ -6,7 +6,9 @@
 #include "transport/usb/UsbHolders.h"
 
 #include <array>
+#include <chrono>
 #include <libusb.h>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -18,6 +20,9 @@ constexpr std::uint8_t resetCode = 0x66;
 constexpr std::uint8_t statusCode = 0x67;
 constexpr std::uint8_t toInterface = std::uint8_t{LIBUSB_REQUEST_TYPE_CLASS} | std::uint8_t{LIBUSB_RECIPIENT_INTERFACE};
 constexpr unsigned waitMilliseconds = 3000;
+// Whoever had the device a moment ago may still be letting it go, our own last session before all.
+constexpr auto letGoLimit = std::chrono::seconds(2);
+constexpr auto letGoPause = std::chrono::milliseconds(20);
 
 DGSTATUS statusOf(int result) {
     if (result >= 0) {
@@ -53,7 +58,7 @@ std::unique_ptr<UsbLink> UsbLink::open(const UsbDevice& device, DGSTATUS& status
     std::unique_ptr<UsbLink> link;
     if (error == LIBUSB_SUCCESS) {
         link.reset(new UsbLink(device, handle));
-        error = link->claim();
+        error = link->claimOnceFree();
     }
     if (error == LIBUSB_SUCCESS) {
         status = DGSTATUS_SUCCESS;
@@ -73,6 +78,17 @@ UsbLink::~UsbLink() {
         (void) libusb_release_interface(_handle, interface().number);
     }
     libusb_close(_handle);
+}
+
+int UsbLink::claimOnceFree() {
+    const std::filesystem::path node = usbNode(_device.bus, _device.address);
+    const auto end = std::chrono::steady_clock::now() + letGoLimit;
+    int error = claim();
+    while (error == LIBUSB_ERROR_BUSY && programsHolding(node).empty() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(letGoPause);
+        error = claim();
+    }
+    return error;
 }
 
 int UsbLink::claim() {

@@ -39,6 +39,7 @@ public:
 private:
     UsbLink(UsbDevice device, libusb_device_handle* handle);
     [[nodiscard]] int claim();
+    [[nodiscard]] int claimOnceFree();
 
     const UsbDevice _device;
     libusb_device_handle* const _handle;

@@ -64,6 +64,7 @@ DGSTATUS UsbTransport::send(std::span<const std::byte> header, std::uint64_t pay
     const auto decoded = decodeHeader(header);
     if (decoded && decoded->type == ContainerType::Command) {
         _operation = static_cast<OperationCode>(decoded->code);
+        _reader.beginTransaction();
     }
     const PipeResult result = writePhase(_out, header, payloadLength, source, patience());
     _cutShort = result != PipeResult::done && payloadLength > 0;
@@ -75,6 +76,7 @@ DGSTATUS UsbTransport::receive(const BlockSink& sink) {
 }
 
 DGSTATUS UsbTransport::conclude(PipeResult result) {
+    _stopped = result == PipeResult::stopped;
     if (_closed || result == PipeResult::gone) {
         return DGSTATUS_NO_DEVICE_ATTACHED;
     }
@@ -132,7 +134,14 @@ DGSTATUS UsbTransport::drain() {
 }
 
 DGSTATUS UsbTransport::cancel(std::uint32_t transactionId) {
-    DGSTATUS status = _closed ? DGSTATUS_NO_DEVICE_ATTACHED : _link->cancelRequest(transactionId);
+    const bool mayBeOver = !_stopped && !_cutShort; // what failed may have been answered meanwhile
+    if (_closed || (mayBeOver && drain() == DGSTATUS_NO_DEVICE_ATTACHED)) {
+        return DGSTATUS_NO_DEVICE_ATTACHED;
+    }
+    if (_reader.answered() == transactionId) {
+        return drain(); // some devices leave the bus when they are told to cancel what is over
+    }
+    DGSTATUS status = _link->cancelRequest(transactionId);
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }

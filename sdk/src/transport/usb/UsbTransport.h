@@ -54,6 +54,7 @@ private:
     std::optional<UsbEventReader> _events;
     std::optional<OperationCode> _operation; ///< of the transaction under way
     bool _cutShort = false;                  ///< a phase out ended before all was sent
+    bool _stopped = false;                   ///< the phase before was ended by whoever moved its bytes
 
     std::atomic<bool> _closed = false;
     std::mutex _mutex; ///< for waiting only
