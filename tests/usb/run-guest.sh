@@ -106,8 +106,9 @@ boot() {
     # Emulation throughout: the machine's own virtualisation hangs in some data centres.
     timeout -k 10 "$limit" qemu-system-x86_64 -accel tcg,thread=multi -smp "${USB_GUEST_CPUS:-2}" \
         -m "${USB_GUEST_MEMORY:-1024}" -nographic -no-reboot -nic none -kernel "$kernel"/boot/vmlinuz-* \
-        -initrd "$work/initramfs" -append "console=ttyS0 quiet panic=-1 no_timer_check mitigations=off tsc=unstable" \
-        </dev/null | sed -u -e 's/\x1b\(c\|\[[?0-9;]*[A-Za-z]\)//g' -e 's/\r//g' | tee "$work/console"
+        -initrd "$work/initramfs" </dev/null \
+        -append "console=ttyS0 quiet loglevel=2 panic=-1 no_timer_check mitigations=off tsc=unstable" |
+        sed -u -e 's/\x1b\(c\|\[[?0-9;]*[A-Za-z]\)//g' -e 's/\r//g' | tee "$work/console"
 }
 
 [ "$(uname -m)" = x86_64 ] || skip "the guest is an x86_64, and this machine a $(uname -m)"

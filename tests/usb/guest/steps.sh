@@ -54,5 +54,14 @@ announced() {
     return $status
 }
 
-# misbehaves SEED ROUNDS: that many rounds of random misbehaviour of the line, all of which have to hold.
-misbehaves() { timeout 300 misbehave --usb --seed "$1" --rounds "$2"; }
+# misbehaves SEED ROUNDS: that many rounds of random misbehaviour of the line, all of which have to hold. A device that
+# leaves the bus for what it gets is plugged in again.
+misbehaves() {
+    while :; do usleep 300000; [ -n "$(cat "$gadget/UDC")" ] || plug_in; done > /dev/null 2>&1 &
+    local keeper=$!
+    timeout 300 misbehave --usb --seed "$1" --rounds "$2"
+    local status=$?
+    kill $keeper
+    wait $keeper
+    return $status
+}
