@@ -30,7 +30,8 @@ fetch_kernel() {
     for kernel in "$kernels"/*/; do
         [ -e "$kernel/complete" ] && return 0
     done
-    package=$(apt-cache depends linux-image-amd64 2>/dev/null | sed -n 's/^ *Depends: \(linux-image-.*\)/\1/p' | head -1)
+    package=$(apt-cache depends linux-image-amd64 2>/dev/null | sed -n 's/^ *Depends: \(linux-image-.*\)/\1/p' | head -1) ||
+        package=""
     [ -n "$package" ] || skip "no kernel for the guest, as apt knows no package linux-image-amd64"
     say "Fetching $package"
     kernel=$kernels/$package

@@ -62,7 +62,7 @@ check "and the device goes on" mtpservice put --no-metadata --overwrite always "
 check "pulling the cable ends the transfer" torn_put "$local/large.mp3"
 check "and nothing is attached" fails mtpservice devices
 plug_in
-check "plugged in, it is back" wait_for mtpservice devices
+check "plugged in, it is back" wait_for is_back
 check "and works" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
 rm -rf "$local"
 check "a line that misbehaves is survived" misbehaves 103 6

@@ -54,6 +54,12 @@ announced() {
     return $status
 }
 
+# is_back: whether the device answers; one whose responder left the bus, for what happened to it there, is plugged in again.
+is_back() {
+    [ -n "$(cat "$gadget/UDC")" ] || plug_in
+    mtpservice storages
+}
+
 # misbehaves SEED ROUNDS: that many rounds of random misbehaviour of the line, all of which have to hold. A device that
 # leaves the bus for what it gets is plugged in again.
 misbehaves() {
@@ -62,6 +68,6 @@ misbehaves() {
     timeout 300 misbehave --usb --seed "$1" --rounds "$2"
     local status=$?
     kill $keeper
-    wait $keeper
-    return $status
+    { wait $keeper; } 2> /dev/null
+    wait_for is_back && return $status
 }
