@@ -59,6 +59,7 @@ plug_in() {
     wait_for sh -c "echo $port > $gadget/UDC"
 }
 
+# A responder may have left the bus by itself.
 pull_out() {
-    echo "" > "$gadget/UDC"
+    [ -z "$(cat "$gadget/UDC")" ] || echo "" > "$gadget/UDC"
 }
