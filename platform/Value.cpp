@@ -294,6 +294,10 @@ void Dictionary::merge(const Dictionary& other) {
     if (this == &other) {
         return;
     }
+    if (_entries.empty()) {
+        _entries.insert(_entries.end(), other._entries.begin(), other._entries.end());
+        return;
+    }
     for (const Entry& entry : other._entries) {
         const auto found = entryForKey(_entries, *entry.first);
         if (found != _entries.end()) {

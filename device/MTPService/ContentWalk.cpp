@@ -13,6 +13,10 @@ namespace {
 /// Deeper than any device nests; a tree that goes on below has been made up.
 constexpr unsigned greatestDepth = 1000;
 
+/// What a name listing and the listing of a folder tell of a file.
+constexpr std::size_t nameKeys = 3;
+constexpr std::size_t listingKeys = 7;
+
 /// How often a list is begun anew that broke off because the device took the node away on which the step stood.
 constexpr int listAttempts = 3;
 
@@ -26,10 +30,10 @@ std::string childPath(const std::string& folder, const std::string& name) {
     return path.append(folder).append(1, '/').append(name);
 }
 
-platform::Dictionary namedEntry(const std::string& name, const std::string& path, const void* node) {
-    constexpr std::size_t usualKeys = 7;
+/// With room for so many keys, the three that it gets included.
+platform::Dictionary namedEntry(const std::string& name, const std::string& path, const void* node, std::size_t keys) {
     platform::Dictionary entry;
-    entry.reserve(usualKeys);
+    entry.reserve(keys);
     entry.set("FileName", name);
     entry.set("FilePath", path);
     entry.set("NodeID", MtpControl::nodeIDText(node));
@@ -265,10 +269,9 @@ bool ContentWalk::addFile(_MTP_FILE_NODE& file, const std::string& path) {
     if (_rules.detail == Detail::metadata) {
         return addMetadata(file, name, filePath);
     }
-    platform::Dictionary entry = namedEntry(*name, *filePath, &file);
-    if (_rules.detail == Detail::names) {
-        entry.set("FileSize", std::uint64_t{file.size});
-    } else {
+    const bool isName = _rules.detail == Detail::names;
+    platform::Dictionary entry = namedEntry(*name, *filePath, &file, isName ? nameKeys : listingKeys);
+    if (!isName) {
         describeFile(_control, file, entry);
     }
     _entries.emplace_back(std::move(entry));
@@ -287,7 +290,7 @@ bool ContentWalk::addMetadata(_MTP_FILE_NODE& file, const MtpControl::Text& name
         _control.releaseMTPMediaFileInfo(media);
     }
     if (!entry) { // a file whose metadata the device withholds is there all the same
-        entry = namedEntry(*name, *path, &file);
+        entry = namedEntry(*name, *path, &file, listingKeys);
         describeFile(_control, file, *entry);
     }
     _entries.emplace_back(*std::move(entry));

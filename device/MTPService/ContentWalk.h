@@ -11,7 +11,7 @@ namespace mtpcontrol {
 
 /// How much of a file is told.
 enum class Detail {
-    names,    ///< its name, path, node ID and size
+    names,    ///< its name, path and node ID
     listing,  ///< and what else the listing of its folder says: dates, protection
     metadata, ///< and what the device knows of it as a media file
 };

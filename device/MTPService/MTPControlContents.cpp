@@ -116,12 +116,31 @@ _MTP_COMMON_NODE* folderToList(MtpControl& control, _MTP_DEVICE_NODE* device, _M
     return node;
 }
 
+/// While it lives, lists ask the device for names alone.
+class NameListing {
+public:
+    explicit NameListing(_MTP_DEVICE_NODE* device)
+        : _device(device) {
+        mtpSetNameListing(_device, true);
+    }
+    ~NameListing() { mtpSetNameListing(_device, false); }
+    NameListing(const NameListing&) = delete;
+    NameListing& operator=(const NameListing&) = delete;
+
+private:
+    _MTP_DEVICE_NODE* _device;
+};
+
 std::optional<Array> filesBelow(MtpControl& control, _MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* storageHead,
                                 const Text& source, const ContentRules& rules) {
     const Spot spot = spotOfFullPath(control, device, storageHead, source);
     if (!isFolder(spot.node)) {
         QD_LOG(3, "%@ folder is not exist", source);
         return std::nullopt;
+    }
+    std::optional<NameListing> namesAlone;
+    if (rules.detail == Detail::names) {
+        namesAlone.emplace(device);
     }
     ContentWalk walk(control, rules);
     if (!walk.below(spot.storage, asFolder(spot.node), *source)) {

@@ -133,6 +133,7 @@ std::optional<Array> MTPServicePrivate::consistOfMediaContents(std::uint32_t dis
             Dictionary content;
             content.reserve(file->size() + 1);
             content.merge(*file);
+            value = Value(); // its memory is what the next copy takes
             content.set("diskIndex", diskIndex);
             contents.emplace_back(std::move(content));
         }

@@ -63,6 +63,11 @@ VEMO_EXPORT DGSTATUS mtpGetFileListHead(_MTP_COMMON_NODE* parent, _MTP_FILE_NODE
 VEMO_EXPORT DGSTATUS mtpGetNextFileNode(_MTP_FILE_NODE* file, _MTP_FILE_NODE** next);
 VEMO_EXPORT DGSTATUS mtpReleaseFileList(_MTP_FILE_NODE* head);
 
+/// While set, lists of folders and files ask a device that can tell names alone for no more: the records of such files
+/// say nothing of size, protection and dates. Each is completed when the folder's files are listed again without this,
+/// or when one of them is asked about, received or looked up by its handle. Off at first.
+VEMO_EXPORT DGSTATUS mtpSetNameListing(_MTP_DEVICE_NODE* device, bool namesOnly);
+
 /// nameBytes counts the terminator. A name that exists (without regard to case) answers the duplicate status of the
 /// kind that is there (DGSTATUS_NODE_FOLDER_DUPNAME_EXISTED or DGSTATUS_NODE_FILE_DUPNAME_EXISTED) and hands out the
 /// existing node; a name that no device takes answers DGSTATUS_FILE_INVALID_CHAR.

@@ -12,7 +12,8 @@ namespace {
 template <typename Record>
 DGSTATUS listHead(const DeviceCall& call, NodeIndex parent, NodeKind kind, Record** head, MtpProgressCallback callback,
                   void* context) {
-    const DGSTATUS status = call.device().load(parent, kind == NodeKind::folder, kind == NodeKind::file);
+    const DGSTATUS status =
+        call.device().load(parent, kind == NodeKind::folder, kind == NodeKind::file, call.device().listing());
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }
@@ -125,6 +126,16 @@ DGSTATUS mtpSetVerbatimNames(_MTP_DEVICE_NODE* device, bool verbatim) {
         const DeviceCall call(device);
         if (call) {
             call.device().setVerbatimNames(verbatim);
+        }
+        return call.status();
+    });
+}
+
+DGSTATUS mtpSetNameListing(_MTP_DEVICE_NODE* device, bool namesOnly) {
+    return guarded([&]() -> DGSTATUS {
+        const DeviceCall call(device);
+        if (call) {
+            call.device().setListing(namesOnly ? Listing::names : Listing::complete);
         }
         return call.status();
     });

@@ -89,7 +89,8 @@ DGSTATUS mtpGetPlaylistMediaFileInfo(_MTP_PLAYLIST_NODE* playlist, std::uint32_t
     return guarded([&]() -> DGSTATUS {
         const DeviceCall call(playlist, {NodeKind::playlist});
         NodeIndex found = 0;
-        const DGSTATUS status = call ? call.device().playlistFile(call.node(), index, found) : call.status();
+        DGSTATUS status = call ? call.device().playlistFile(call.node(), index, found) : call.status();
+        status = status == DGSTATUS_SUCCESS ? call.device().complete(found) : status;
         if (status == DGSTATUS_SUCCESS) {
             *file = call.tree().record<_MTP_FILE_NODE>(found);
         }

@@ -172,9 +172,10 @@ DGSTATUS Session::storageInfo(std::uint32_t storageId, StorageInfo& info) {
     });
 }
 
-DGSTATUS Session::listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries) {
+DGSTATUS Session::listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries,
+                             Listing listing) {
     const Turn turn(*_implementation);
-    return turn.run([&] { return _implementation->listFolder(storageId, parent, entries); });
+    return turn.run([&] { return _implementation->listFolder(storageId, parent, entries, listing); });
 }
 
 DGSTATUS Session::objectEntry(std::uint32_t handle, ObjectEntry& entry) {

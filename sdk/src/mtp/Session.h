@@ -36,7 +36,12 @@ struct ObjectEntry {
     std::u16string modified; ///< MTP date text, may be empty
     /// What a property list told along with the rest; missing when the entry comes from elsewhere.
     std::optional<MediaProperties> media;
+    /// Only its place, format and name are told.
+    bool isBrief = false;
 };
+
+/// How much a listing asks for: everything, or names alone where the device can leave out the rest.
+enum class Listing { complete, names };
 
 /// An object about to be sent.
 struct NewObject {
@@ -89,8 +94,10 @@ public:
     [[nodiscard]] DGSTATUS storageInfo(std::uint32_t storageId, StorageInfo& info);
 
     /// The objects directly in a folder (parent 0: the storage's root): one property-list request where the device has
-    /// it, else handles and one object info each. Order is the device's.
-    [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries);
+    /// it, else handles and one object info each. Order is the device's. Names alone come as brief entries, complete
+    /// ones where the device does not list by group.
+    [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries,
+                                      Listing listing = Listing::complete);
     [[nodiscard]] DGSTATUS objectEntry(std::uint32_t handle, ObjectEntry& entry);
     /// All objects of one format on a storage, however deep they lie, with one request. DGSTATUS_NOT_SUPPORT_OP when
     /// the device cannot pick by format.

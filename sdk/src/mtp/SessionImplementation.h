@@ -30,7 +30,8 @@ public:
 
     // Storages and objects (SessionListing.cpp).
     [[nodiscard]] DGSTATUS storageIds(std::vector<std::uint32_t>& ids);
-    [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries);
+    [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries,
+                                      Listing listing = Listing::complete);
     [[nodiscard]] DGSTATUS objectEntry(std::uint32_t handle, ObjectEntry& entry);
     /// What a listing and a query of the metadata would tell, by one request where the device can.
     [[nodiscard]] DGSTATUS readBack(std::uint32_t handle, std::uint16_t format, ObjectEntry& entry,
@@ -71,6 +72,13 @@ private:
     [[nodiscard]] bool listsByProperties(std::uint32_t storageId, std::uint32_t parent);
     [[nodiscard]] DGSTATUS listByProperties(std::uint32_t storageId, std::uint32_t parent,
                                             std::vector<ObjectEntry>& entries);
+    [[nodiscard]] DGSTATUS listCompletely(std::uint32_t storageId, std::uint32_t parent,
+                                          std::vector<ObjectEntry>& entries);
+    /// Success only where the device gave name, format and place of each object there.
+    [[nodiscard]] DGSTATUS listNames(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries);
+    /// The group of properties that holds the names; 0 when there is none. Asked once.
+    [[nodiscard]] std::uint32_t nameGroup();
+    [[nodiscard]] std::uint32_t groupOfName(FormatCode format);
     [[nodiscard]] DGSTATUS listByHandles(std::uint32_t storageId, std::uint32_t parent,
                                          std::vector<ObjectEntry>& entries);
     [[nodiscard]] DGSTATUS entryFromInfo(std::uint32_t handle, ObjectEntry& entry);
@@ -100,6 +108,9 @@ private:
     bool _folderListsRefused = false;
     bool _rootListsRefused = false;
     bool _objectListsRefused = false;
+    bool _nameListsRefused = false;
+    bool _nameListsWork = false; ///< one has told of something
+    std::optional<std::uint32_t> _nameGroup;
     bool _propertySendsRefused = false;
 };
 

@@ -3,6 +3,7 @@
 #include "mtp/SessionImplementation.h"
 
 #include <algorithm>
+#include <deque>
 #include <unordered_map>
 
 namespace mtpsdk {
@@ -23,7 +24,8 @@ struct Draft {
     bool hasParent = false;
     bool hasStorage = false;
 
-    [[nodiscard]] bool usable() const { return hasFormat && hasName && (hasSize || isFolder()); }
+    [[nodiscard]] bool named() const { return hasFormat && hasName; }
+    [[nodiscard]] bool usable() const { return named() && (hasSize || isFolder()); }
     [[nodiscard]] bool isFolder() const { return entry.format == raw(FormatCode::Association); }
 
     void take(const ObjectPropElement& element) {
@@ -74,7 +76,7 @@ public:
         }
         _drafts.back().take(element);
     }
-    [[nodiscard]] std::vector<Draft>& drafts() { return _drafts; }
+    [[nodiscard]] std::deque<Draft>& drafts() { return _drafts; }
 
 private:
     /// Most devices tell one object after the other in the order of their handles: then nothing is searched.
@@ -99,10 +101,27 @@ private:
         _drafts.back().entry.handle = handle;
     }
 
-    std::vector<Draft> _drafts;
+    std::deque<Draft> _drafts;                              ///< large ones, which a vector would move about
     bool _isRising = true;                                  ///< each handle so far was greater than the one before
     std::unordered_map<std::uint32_t, std::size_t> _places; ///< by handle, once they are not
 };
+
+/// Asks for a property, all of them or (property 0) a group of a folder's children. DGSTATUS_NO_DATA when the list
+/// tells of the folder itself alone.
+DGSTATUS readChildren(Transactions& transactions, std::uint32_t handle, std::uint32_t property, std::uint32_t group,
+                      DraftList& list) {
+    std::vector<std::byte> data;
+    const DGSTATUS status = transactions.read(
+        Request(OperationCode::GetObjectPropList, {handle, allFormats, property, group, itsChildren}), data);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    if (!decodePropertyList(data, [&list](ObjectPropElement&& element) { list.take(element); })) {
+        return DGSTATUS_INTERNAL_INVALIDDATASET;
+    }
+    const bool isFolderAlone = list.drafts().size() == 1 && list.drafts().front().entry.handle == handle;
+    return isFolderAlone ? DGSTATUS_NO_DATA : DGSTATUS_SUCCESS;
+}
 
 /// The device answers 0 for the root, or what the request called it.
 std::uint32_t normalizedParent(std::uint32_t parent) {
@@ -186,8 +205,70 @@ bool Session::Implementation::listsByProperties(std::uint32_t storageId, std::ui
     return std::ranges::count(*_listedStorages, storageId) != 0;
 }
 
+std::uint32_t Session::Implementation::groupOfName(FormatCode format) {
+    std::vector<std::byte> data;
+    ObjectPropDesc description;
+    const bool isTold = can(OperationCode::GetObjectPropDesc) &&
+                        transactions.read(Request(OperationCode::GetObjectPropDesc,
+                                                  {raw(ObjectPropertyCode::ObjectFileName), raw(format)}),
+                                          data) == DGSTATUS_SUCCESS &&
+                        decode(data, description);
+    return isTold ? description.group : 0;
+}
+
+/// Groups are a format's affair; a list by group must leave out neither folders nor files of any kind.
+std::uint32_t Session::Implementation::nameGroup() {
+    if (!_nameGroup) {
+        const std::uint32_t ofFiles = groupOfName(FormatCode::Undefined);
+        _nameGroup = ofFiles != 0 && groupOfName(FormatCode::Association) == ofFiles ? ofFiles : 0;
+    }
+    return *_nameGroup;
+}
+
 DGSTATUS Session::Implementation::listFolder(std::uint32_t storageId, std::uint32_t parent,
-                                             std::vector<ObjectEntry>& entries) {
+                                             std::vector<ObjectEntry>& entries, Listing listing) {
+    if (listing == Listing::names && !_nameListsRefused && listsByProperties(storageId, parent) && nameGroup() != 0) {
+        const DGSTATUS status = listNames(storageId, parent, entries);
+        if (status == DGSTATUS_SUCCESS) {
+            return status;
+        }
+        // Nothing at all is no refusal, but as long as no such list has told of anything it proves nothing either.
+        _nameListsRefused = status != DGSTATUS_NO_DATA && status != DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
+    }
+    return listCompletely(storageId, parent, entries);
+}
+
+DGSTATUS Session::Implementation::listNames(std::uint32_t storageId, std::uint32_t parent,
+                                            std::vector<ObjectEntry>& entries) {
+    entries.clear();
+    const std::uint32_t handle = parent == 0 ? rootHandle : parent;
+    DraftList list;
+    const DGSTATUS status = readChildren(transactions, handle, 0, nameGroup(), list);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    entries.reserve(list.drafts().size());
+    for (Draft& draft : list.drafts()) {
+        ObjectEntry& entry = draft.entry;
+        // Without its place told, nobody knows whether it was asked for: the roots of all storages come in one list.
+        if (!draft.named() || !draft.hasParent || (parent == 0 && !draft.hasStorage)) {
+            return DGSTATUS_INTERNAL_INVALIDDATASET;
+        }
+        if (entry.handle == 0 || entry.handle == parent || !draft.liesIn(storageId, parent)) {
+            continue;
+        }
+        entry.storageId = storageId;
+        entry.parent = parent;
+        entry.isBrief = !draft.isFolder();
+        entry.media.reset();
+        entries.push_back(std::move(entry));
+    }
+    _nameListsWork = _nameListsWork || !entries.empty();
+    return _nameListsWork ? DGSTATUS_SUCCESS : DGSTATUS_NO_DATA;
+}
+
+DGSTATUS Session::Implementation::listCompletely(std::uint32_t storageId, std::uint32_t parent,
+                                                 std::vector<ObjectEntry>& entries) {
     entries.clear();
     bool& refused = parent == 0 ? _rootListsRefused : _folderListsRefused;
     DGSTATUS listed = DGSTATUS_SUCCESS;
@@ -210,18 +291,10 @@ DGSTATUS Session::Implementation::listFolder(std::uint32_t storageId, std::uint3
 DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std::uint32_t parent,
                                                    std::vector<ObjectEntry>& entries) {
     const std::uint32_t handle = parent == 0 ? rootHandle : parent;
-    std::vector<std::byte> data;
-    const DGSTATUS status = transactions.read(
-        Request(OperationCode::GetObjectPropList, {handle, allFormats, allProperties, 0, itsChildren}), data);
+    DraftList list;
+    const DGSTATUS status = readChildren(transactions, handle, allProperties, 0, list);
     if (status != DGSTATUS_SUCCESS) {
         return status;
-    }
-    DraftList list;
-    if (!decodePropertyList(data, [&list](ObjectPropElement&& element) { list.take(element); })) {
-        return DGSTATUS_INTERNAL_INVALIDDATASET;
-    }
-    if (list.drafts().size() == 1 && list.drafts().front().entry.handle == handle) {
-        return DGSTATUS_NO_DATA; // of the folder itself, and of it alone
     }
     entries.reserve(list.drafts().size());
     for (Draft& draft : list.drafts()) {

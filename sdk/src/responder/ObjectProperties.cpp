@@ -61,6 +61,11 @@ static_assert(std::ranges::is_sorted(rows, {}, &ObjectPropertyRow::code));
 
 constexpr std::uint16_t readOnlyStatus = 1;
 
+bool isChosen(const ObjectPropertyRow& row, const PropertyChoice& chosen) {
+    return chosen.property == allProperties ||
+           (chosen.property != 0 ? raw(row.code) == chosen.property : groupOf(row.code) == chosen.group);
+}
+
 } // namespace
 
 std::span<const ObjectPropertyRow> objectProperties() {
@@ -75,6 +80,18 @@ const ObjectPropertyRow* findObjectProperty(std::uint32_t code) {
 
 bool appliesTo(const ObjectPropertyRow& row, FormatCode format) {
     return row.kind == Kind::ofEveryObject || format != FormatCode::Association;
+}
+
+std::uint32_t groupOf(ObjectPropertyCode code) {
+    switch (code) {
+    case Code::StorageID:
+    case Code::ObjectFormat:
+    case Code::ObjectFileName:
+    case Code::ParentObject:
+        return namingGroup;
+    default:
+        return 0;
+    }
 }
 
 std::u16string ObjectPropertyWriter::name(const StoreObject& object) const {
@@ -130,9 +147,10 @@ void ObjectPropertyWriter::writeElement(ByteWriter& out, const StoreObject& obje
     writeValue(out, object, row);
 }
 
-std::uint32_t ObjectPropertyWriter::writeElements(ByteWriter& out, const StoreObject& object, std::uint32_t property) {
-    if (property != allProperties) {
-        const ObjectPropertyRow* const row = findObjectProperty(property);
+std::uint32_t ObjectPropertyWriter::writeElements(ByteWriter& out, const StoreObject& object,
+                                                  const PropertyChoice& chosen) {
+    if (chosen.property != 0 && chosen.property != allProperties) {
+        const ObjectPropertyRow* const row = findObjectProperty(chosen.property);
         if (row == nullptr || !appliesTo(*row, object.format) || isWithheld(row->code)) {
             return 0;
         }
@@ -141,10 +159,13 @@ std::uint32_t ObjectPropertyWriter::writeElements(ByteWriter& out, const StoreOb
     }
     std::uint32_t count = 0;
     for (const ObjectPropertyRow& row : rows) {
-        if (row.kind == Kind::ofEveryObject && !isWithheld(row.code)) {
+        if (row.kind == Kind::ofEveryObject && isChosen(row, chosen) && !isWithheld(row.code)) {
             writeElement(out, object, row);
             ++count;
         }
+    }
+    if (chosen.group != 0) {
+        return count; // no descriptive property is in a group
     }
     object.properties.forEach([&](const StoreProperties::Entry& entry) {
         if (isWithheld(static_cast<Code>(entry.code))) {

@@ -32,6 +32,17 @@ struct ObjectPropertyRow {
 /// Whether objects of this format may have it: folders have no descriptive ones.
 [[nodiscard]] bool appliesTo(const ObjectPropertyRow& row, FormatCode format);
 
+/// The group of what names an object and says where it lies: told without a look at the file itself.
+inline constexpr std::uint32_t namingGroup = 1;
+/// 0: in none.
+[[nodiscard]] std::uint32_t groupOf(ObjectPropertyCode code);
+
+/// What a property list is asked for: one property, or all (allProperties), or those of a group (property 0).
+struct PropertyChoice {
+    std::uint32_t property = 0;
+    std::uint32_t group = 0;
+};
+
 /// Writes the values of objects' properties, as the device tells them (lies of the plan included; `faults` may be
 /// null).
 class ObjectPropertyWriter {
@@ -42,9 +53,9 @@ public:
 
     /// The value alone; that of a descriptive property that was never set is zero or empty.
     void writeValue(ByteWriter& out, const StoreObject& object, const ObjectPropertyRow& row);
-    /// The rows of a property list for one property of the object, or for all (allProperties), leaving out those that
-    /// were never set. Answers how many.
-    std::uint32_t writeElements(ByteWriter& out, const StoreObject& object, std::uint32_t property);
+    /// The rows of a property list for what is chosen of the object, leaving out what was never set unless it was
+    /// asked for alone. Answers how many.
+    std::uint32_t writeElements(ByteWriter& out, const StoreObject& object, const PropertyChoice& chosen);
 
     [[nodiscard]] std::u16string name(const StoreObject& object) const;
     [[nodiscard]] std::uint64_t size(const StoreObject& object) const;

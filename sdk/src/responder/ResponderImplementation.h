@@ -111,7 +111,7 @@ private:
     void setObjectPropValue();
     void getObjectPropList();
     void setObjectPropList();
-    [[nodiscard]] bool visitListed(std::uint32_t handle, std::uint32_t depth, const Store::Visitor& visitor);
+    [[nodiscard]] bool visitListed(std::uint32_t handle, std::uint32_t depth, Look look, const Store::Visitor& visitor);
     [[nodiscard]] ResponseCode setProperty(Handle handle, std::uint32_t code, const PropertyValue& value);
 
     // Objects that arrive.

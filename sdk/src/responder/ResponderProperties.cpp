@@ -40,6 +40,7 @@ void Responder::Implementation::getObjectPropDesc() {
     description.property = raw(row->code);
     description.type = row->type;
     description.writable = row->writable;
+    description.group = groupOf(row->code);
     description.defaultValue = PropertyValue::zero(row->type).value_or(PropertyValue());
     description.form.flag = row->form;
     description.form.length = row->form == FormFlag::longString ? longestText : 0;
@@ -103,43 +104,45 @@ ResponseCode Responder::Implementation::setProperty(Handle handle, std::uint32_t
 }
 
 /// The objects that a property list is asked for; false when the operation has failed.
-bool Responder::Implementation::visitListed(std::uint32_t handle, std::uint32_t depth, const Store::Visitor& visitor) {
+bool Responder::Implementation::visitListed(std::uint32_t handle, std::uint32_t depth, Look look,
+                                            const Store::Visitor& visitor) {
     if (handle == allObjects || (handle == 0 && depth == 0)) {
         // All there is; or, asked for the root itself: the root is no object, so those within it are meant.
         return visitObjects(allStorages, handle == allObjects ? 0 : rootParent, FormatCode{}, visitor);
     }
     if (handle == 0) {
         for (const std::uint32_t storageId : shownStorages()) {
-            (void) _store->visitBelow(storageId, 0, depth, visitor);
+            (void) _store->visitBelow(storageId, 0, depth, visitor, look);
         }
         return true;
     }
     std::uint32_t storageId = 0;
     bool isFolder = false;
-    const StoreResult result = _store->visitObject(handle, [&](const StoreObject& object) {
+    const auto visit = [&](const StoreObject& object) {
         storageId = object.storageId;
         isFolder = object.isFolder();
         if (depth == 0 || depth == everyDepth) {
             visitor(object);
         }
-    });
+    };
+    const StoreResult result = _store->visitObject(handle, visit, look);
     if (result != StoreResult::ok) {
         fail(responseFor(result));
         return false;
     }
     if (isFolder && depth != 0) {
-        (void) _store->visitBelow(storageId, handle, depth, visitor);
+        (void) _store->visitBelow(storageId, handle, depth, visitor, look);
     }
     return true;
 }
 
 void Responder::Implementation::getObjectPropList() {
-    const std::uint32_t property = parameter(2);
-    if (property == 0) {
-        fail(parameter(3) == 0 ? ResponseCode::ParameterNotSupported : ResponseCode::SpecificationByGroupUnsupported);
+    const PropertyChoice chosen{parameter(2), parameter(2) == 0 ? parameter(3) : 0};
+    if (chosen.property == 0 && chosen.group != namingGroup) {
+        fail(chosen.group == 0 ? ResponseCode::ParameterNotSupported : ResponseCode::SpecificationByGroupUnsupported);
         return;
     }
-    if (property != allProperties && findObjectProperty(property) == nullptr) {
+    if (chosen.property != 0 && chosen.property != allProperties && findObjectProperty(chosen.property) == nullptr) {
         fail(ResponseCode::ObjectPropNotSupported);
         return;
     }
@@ -147,9 +150,10 @@ void Responder::Implementation::getObjectPropList() {
     ObjectPropertyWriter writer = propertyWriter();
     ByteWriter body;
     std::uint32_t count = 0;
-    const bool visited = visitListed(parameter(0), parameter(4), [&](const StoreObject& object) {
+    const Look look = chosen.group == namingGroup ? Look::names : Look::files;
+    const bool visited = visitListed(parameter(0), parameter(4), look, [&](const StoreObject& object) {
         if (raw(format) == allFormats || object.format == format) {
-            count += writer.writeElements(body, object, property);
+            count += writer.writeElements(body, object, chosen);
         }
     });
     if (!visited) {

@@ -66,22 +66,25 @@ std::optional<StorageState> Store::storage(std::uint32_t storageId) {
     return found != states.end() ? std::optional(*found) : std::nullopt;
 }
 
-StoreResult Store::visitObject(Handle handle, const Visitor& visitor) {
+StoreResult Store::visitObject(Handle handle, const Visitor& visitor, Look look) {
     const Implementation::Operation operation(*_implementation);
-    StoreNode* const node = _implementation->find(handle);
+    StoreNode* const node = _implementation->find(handle, look);
     if (node == nullptr) {
         return StoreResult::noSuchObject;
     }
-    _implementation->settlePlaylist(*node);
+    if (look == Look::files) {
+        _implementation->settlePlaylist(*node);
+    }
     visitor(*node);
     return StoreResult::ok;
 }
 
-StoreResult Store::visitBelow(std::uint32_t storageId, Handle folder, std::uint32_t depth, const Visitor& visitor) {
+StoreResult Store::visitBelow(std::uint32_t storageId, Handle folder, std::uint32_t depth, const Visitor& visitor,
+                              Look look) {
     const Implementation::Operation operation(*_implementation);
     StoreResult result = StoreResult::ok;
-    StoreNode* const node = _implementation->folder(storageId, folder, result);
-    return node != nullptr ? _implementation->visitBelow(*node, depth, visitor) : result;
+    StoreNode* const node = _implementation->folder(storageId, folder, result, look);
+    return node != nullptr ? _implementation->visitBelow(*node, depth, visitor, look) : result;
 }
 
 StoreResult Store::createFolder(const NewStoreObject& object, Handle& handle) {

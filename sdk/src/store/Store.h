@@ -46,11 +46,11 @@ public:
     [[nodiscard]] std::vector<StorageState> storages();
     [[nodiscard]] std::optional<StorageState> storage(std::uint32_t storageId);
 
-    [[nodiscard]] StoreResult visitObject(Handle handle, const Visitor& visitor);
+    [[nodiscard]] StoreResult visitObject(Handle handle, const Visitor& visitor, Look look = Look::files);
     /// The objects below a folder (0: the storage's root) down to `depth` levels, parents before children; within a
     /// folder in order of their handles.
     [[nodiscard]] StoreResult visitBelow(std::uint32_t storageId, Handle folder, std::uint32_t depth,
-                                         const Visitor& visitor);
+                                         const Visitor& visitor, Look look = Look::files);
 
     [[nodiscard]] StoreResult createFolder(const NewStoreObject& object, Handle& handle);
     /// Checks that the object can be taken. Nothing shows until the incoming object is committed.

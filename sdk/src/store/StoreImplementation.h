@@ -53,10 +53,11 @@ public:
     void save();
 
     /// The object, read from its folder if need be; null when it is not there.
-    [[nodiscard]] StoreNode* find(Handle handle);
+    [[nodiscard]] StoreNode* find(Handle handle, Look look = Look::files);
     /// The folder that an operation names by storage and handle (0: root), with its content read.
-    [[nodiscard]] StoreNode* folder(std::uint32_t storageId, Handle handle, StoreResult& result);
-    [[nodiscard]] StoreResult visitBelow(StoreNode& folder, std::uint32_t depth, const Visitor& visitor);
+    [[nodiscard]] StoreNode* folder(std::uint32_t storageId, Handle handle, StoreResult& result,
+                                    Look look = Look::files);
+    [[nodiscard]] StoreResult visitBelow(StoreNode& folder, std::uint32_t depth, const Visitor& visitor, Look look);
 
     [[nodiscard]] StoreResult createFolder(const NewStoreObject& object, Handle& handle);
     [[nodiscard]] StoreResult prepare(const NewStoreObject& object, Handle& handle, std::uint64_t& room);
@@ -93,6 +94,11 @@ private:
 
     /// Brings memory in step with the folder: reads it when it never was, or when it cannot be watched.
     [[nodiscard]] bool load(StoreNode& folder, Announce announce = Announce::no);
+    [[nodiscard]] bool loadNames(StoreNode& folder);
+    [[nodiscard]] bool load(StoreNode& folder, Look look) {
+        return look == Look::names ? loadNames(folder) : load(folder);
+    }
+    [[nodiscard]] StoreNode* read(Handle handle, Look look);
     [[nodiscard]] bool scan(StoreNode& folder, Announce announce);
     void postponeGrowing(StoreNode& folder, std::vector<DirectoryEntry>& entries);
     void readRows(StoreNode& folder);

@@ -18,10 +18,18 @@ constexpr std::size_t maximumDepth = 100'000;
 
 } // namespace
 
-StoreNode* Store::Implementation::find(Handle handle) {
-    if (StoreNode* const node = _tree.find(handle)) {
+StoreNode* Store::Implementation::find(Handle handle, Look look) {
+    StoreNode* const node = _tree.find(handle);
+    if (node == nullptr) {
+        return read(handle, look);
+    }
+    if (look == Look::names || node->above->folder->looked) {
         return node;
     }
+    return load(*node->above) ? _tree.find(handle) : nullptr;
+}
+
+StoreNode* Store::Implementation::read(Handle handle, Look look) {
     // The way up through the database to a folder in memory, then down by reading each folder.
     std::vector<Handle> way{handle};
     StoreNode* node = nullptr;
@@ -43,7 +51,7 @@ StoreNode* Store::Implementation::find(Handle handle) {
         }
     }
     for (auto step = way.rbegin(); step != way.rend(); ++step) {
-        if (!node->isFolder() || !load(*node)) {
+        if (!node->isFolder() || !load(*node, look)) {
             return nullptr;
         }
         node = _tree.find(*step);
@@ -54,14 +62,14 @@ StoreNode* Store::Implementation::find(Handle handle) {
     return node;
 }
 
-StoreNode* Store::Implementation::folder(std::uint32_t storageId, Handle handle, StoreResult& result) {
+StoreNode* Store::Implementation::folder(std::uint32_t storageId, Handle handle, StoreResult& result, Look look) {
     StoreNode* const root = _tree.root(storageId);
     if (root == nullptr) {
         result = StoreResult::noSuchStorage;
         return nullptr;
     }
-    StoreNode* const node = handle == 0 ? root : find(handle);
-    if (node == nullptr || !node->isFolder() || node->storageId != storageId || !load(*node)) {
+    StoreNode* const node = handle == 0 ? root : find(handle, look);
+    if (node == nullptr || !node->isFolder() || node->storageId != storageId || !load(*node, look)) {
         result = StoreResult::noSuchParent;
         return nullptr;
     }
@@ -69,7 +77,8 @@ StoreNode* Store::Implementation::folder(std::uint32_t storageId, Handle handle,
     return node;
 }
 
-StoreResult Store::Implementation::visitBelow(StoreNode& folder, std::uint32_t depth, const Visitor& visitor) {
+StoreResult Store::Implementation::visitBelow(StoreNode& folder, std::uint32_t depth, const Visitor& visitor,
+                                              Look look) {
     if (depth == 0) {
         return StoreResult::ok;
     }
@@ -78,8 +87,8 @@ StoreResult Store::Implementation::visitBelow(StoreNode& folder, std::uint32_t d
               [](const StoreNode* left, const StoreNode* right) { return left->handle < right->handle; });
     for (StoreNode* child : children) {
         visitor(*child);
-        if (depth > 1 && child->isFolder() && load(*child)) {
-            (void) visitBelow(*child, depth - 1, visitor);
+        if (depth > 1 && child->isFolder() && load(*child, look)) {
+            (void) visitBelow(*child, depth - 1, visitor, look);
         }
     }
     return StoreResult::ok;

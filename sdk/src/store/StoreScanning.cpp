@@ -17,7 +17,25 @@ constexpr std::size_t changesPerCommit = 20'000;
 } // namespace
 
 bool Store::Implementation::load(StoreNode& folder, Announce announce) {
-    return (folder.folder && folder.folder->watch >= 0) || scan(folder, announce);
+    return (folder.folder && folder.folder->watch >= 0 && folder.folder->looked) || scan(folder, announce);
+}
+
+/// A folder whose time is what it was when it was last read holds the names that the database knows: none of its files
+/// is looked at.
+bool Store::Implementation::loadNames(StoreNode& folder) {
+    if (folder.folder) {
+        return folder.folder->watch >= 0 || scan(folder, Announce::no);
+    }
+    const int descriptor = _descriptors.descriptor(folder);
+    const std::int64_t scanned = _database.scanned(folder.key());
+    if (descriptor < 0 || scanned == 0 || modificationTime(descriptor) != scanned) {
+        return scan(folder, Announce::no);
+    }
+    readRows(folder);
+    watchFolder(folder, descriptor);
+    // Once more, now that changes are noticed.
+    const bool isKnown = folder.folder->watch >= 0 && modificationTime(descriptor) == scanned;
+    return isKnown || scan(folder, Announce::no);
 }
 
 bool Store::Implementation::scan(StoreNode& folder, Announce announce) {
@@ -39,6 +57,7 @@ bool Store::Implementation::scan(StoreNode& folder, Announce announce) {
         postponeGrowing(folder, entries);
     }
     merge(folder, entries, known ? Announce::yes : announce);
+    folder.folder->looked = true;
     markChanged(folder);
     return true;
 }
@@ -129,7 +148,8 @@ void Store::Implementation::refresh(StoreNode& node, const DirectoryEntry& entry
     }
     node.modified = entry.modified;
     node.readOnly = entry.readOnly && !entry.folder;
-    if (changed && !entry.folder && announce == Announce::yes) {
+    // Nobody was told of what no one has looked at.
+    if (changed && !entry.folder && announce == Announce::yes && node.above->folder->looked) {
         this->announce(StoreEvent::Kind::changed, node.handle);
     }
 }

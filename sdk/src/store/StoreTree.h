@@ -20,6 +20,7 @@ struct StoreFolder {
     /// By name (a damaged database may know one twice); built when first asked for.
     std::unordered_multimap<std::string_view, StoreNode*> names;
     bool indexed = false;
+    bool looked = false;  ///< the files' sizes and times come from the disk rather than the database
     bool unsaved = false; ///< the database does not know yet that this is the folder's content
     int watch = -1;       ///< the watcher's number; -1: changes by others go unnoticed, so it is read again each time
 };

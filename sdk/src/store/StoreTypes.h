@@ -28,6 +28,12 @@ enum class StoreResult {
     failed        ///< the file system refused
 };
 
+/// How much of an object has to be as it is on disk.
+enum class Look {
+    names, ///< its name, kind and place; its size and times may be what they were when it was last looked at
+    files  ///< all of it: its file is asked
+};
+
 /// One object as the store keeps it. Names are UTF-8 and always a file's plain name; times are seconds of UTC.
 struct StoreObject {
     Handle handle = 0;

@@ -73,7 +73,15 @@ public:
 
     // Folders (DeviceFolders.cpp)
     /// Sees to it that all children of these kinds are in the tree; at most one request.
-    [[nodiscard]] DGSTATUS load(NodeIndex parent, bool folders, bool files);
+    [[nodiscard]] DGSTATUS load(NodeIndex parent, bool folders, bool files, Listing listing = Listing::complete);
+    /// How the application wants its folders listed.
+    [[nodiscard]] Listing listing() const { return _listing; }
+    void setListing(Listing listing) { _listing = listing; }
+    /// Sees to it that a file's record tells more than its name. DGSTATUS_NODE_IS_NOT_EXISTED when it turns out to be
+    /// gone: the node is dead then.
+    [[nodiscard]] DGSTATUS complete(NodeIndex file);
+    /// Whether there may be files that need completing (any thread, without the lock).
+    [[nodiscard]] bool listedNames() const { return _listedNames; }
     /// Adds an object that came outside a listing. The handle that it carries is the device's word: another object that
     /// still has it is gone. 0 when the tree cannot take it.
     NodeIndex insert(NodeIndex parent, const ObjectEntry& entry);
@@ -196,6 +204,8 @@ private:
     OwnChanges _ownChanges;
     PlaylistReferences _references;
     bool _verbatimNames = false;
+    Listing _listing = Listing::complete;
+    std::atomic<bool> _listedNames = false;
     NodeIndex _resolvedIn = 0; ///< where the object that was resolved last lies
     std::optional<std::u16string> _friendlyName;
 

@@ -160,7 +160,9 @@ void Device::applyRemoved(PendingEvent& pending) {
         return;
     }
     pending.parent = _tree.at(node).parent;
-    if (_tree.at(node).kind == NodeKind::file) {
+    if (_tree.brief(pending.parent)) {
+        refreshCapacity(_tree.storageOf(node)); // its size was never told
+    } else if (_tree.at(node).kind == NodeKind::file) {
         const std::uint64_t size = _tree.known<_MTP_FILE_NODE>(node).size;
         countUsed(_tree.storageOf(node), -static_cast<std::int64_t>(size));
     }

@@ -52,20 +52,31 @@ private:
 
 } // namespace
 
-DGSTATUS Device::load(NodeIndex parent, bool folders, bool files) {
+DGSTATUS Device::load(NodeIndex parent, bool folders, bool files, Listing listing) {
     folders = folders && !_tree.loaded(parent, NodeKind::folder);
-    files = files && !_tree.loaded(parent, NodeKind::file);
+    const bool isTooBrief = listing == Listing::complete && _tree.brief(parent);
+    files = files && (isTooBrief || !_tree.loaded(parent, NodeKind::file));
     if (!folders && !files) {
         return DGSTATUS_SUCCESS;
     }
     const NodeIndex storage = _tree.storageOf(parent);
     const std::uint32_t handle = parent == storage ? 0 : _tree.at(parent).handle;
     std::vector<ObjectEntry> entries;
-    const DGSTATUS status = session().listFolder(_tree.at(storage).handle, handle, entries);
+    const DGSTATUS status = session().listFolder(_tree.at(storage).handle, handle, entries, listing);
     if (status == DGSTATUS_SUCCESS) {
         merge(parent, entries);
     }
     return status;
+}
+
+DGSTATUS Device::complete(NodeIndex file) {
+    const NodeIndex parent = _tree.at(file).parent;
+    if (_tree.at(file).kind != NodeKind::file || !_tree.brief(parent)) {
+        return DGSTATUS_SUCCESS;
+    }
+    const std::uint32_t handle = _tree.at(file).handle;
+    const DGSTATUS status = load(parent, false, true);
+    return status == DGSTATUS_SUCCESS && _tree.object(handle) != file ? DGSTATUS_NODE_IS_NOT_EXISTED : status;
 }
 
 /// Takes a fresh listing in: known nodes stay, whatever is asked for next is answered from memory, metadata too where
@@ -93,6 +104,9 @@ void Device::merge(NodeIndex parent, std::vector<ObjectEntry>& entries) {
     }
     _tree.setLoaded(parent, NodeKind::folder, true);
     _tree.setLoaded(parent, NodeKind::file, true);
+    const bool isBrief = std::ranges::any_of(entries, &ObjectEntry::isBrief);
+    _tree.setBrief(parent, isBrief);
+    _listedNames = _listedNames || isBrief;
 }
 
 void Device::dropMissing(NodeIndex parent, const std::vector<ObjectEntry>& entries) {

@@ -35,6 +35,9 @@ DGSTATUS Device::deleteNode(NodeIndex node) {
     if (_tree.at(node).kind == NodeKind::playlist) {
         return deletePlaylist(node);
     }
+    if (complete(node) == DGSTATUS_NODE_IS_NOT_EXISTED) {
+        return DGSTATUS_NODE_IS_NOT_EXISTED;
+    }
     const std::uint32_t handle = _tree.at(node).handle;
     const DGSTATUS status = session().deleteObject(handle);
     const bool isFolder = _tree.at(node).kind == NodeKind::folder;
@@ -88,12 +91,16 @@ DGSTATUS Device::renameNode(NodeIndex node, const std::u16string& name) {
 }
 
 DGSTATUS Device::media(NodeIndex file, MediaProperties& media) {
+    DGSTATUS status = complete(file);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
     const Node& node = _tree.at(file);
     if (auto known = _media.find(node.handle)) {
         media = *std::move(known);
         return DGSTATUS_SUCCESS;
     }
-    const DGSTATUS status = session().mediaProperties(node.handle, node.format, media);
+    status = session().mediaProperties(node.handle, node.format, media);
     if (status == DGSTATUS_SUCCESS) {
         _media.put(node.handle, media);
     }

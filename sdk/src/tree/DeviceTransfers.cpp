@@ -81,6 +81,9 @@ DGSTATUS Device::receiveFile(NodeIndex file, const std::string& path, MtpProgres
     if (failure) {
         return statusOfOpening(failure);
     }
+    if (const DGSTATUS status = complete(file); status != DGSTATUS_SUCCESS) {
+        return status;
+    }
     ObjectEntry fresh;
     if (isPlaylist(_tree.at(file).format) && session().objectEntry(_tree.at(file).handle, fresh) == DGSTATUS_SUCCESS) {
         refresh(file, fresh); // what a device writes into such a file, and when, is its own affair

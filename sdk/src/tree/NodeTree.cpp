@@ -274,6 +274,16 @@ void NodeTree::setLoaded(NodeIndex parent, NodeKind kind, bool loaded) {
     chain(contentsForChange(parent), kind).loaded = loaded;
 }
 
+bool NodeTree::brief(NodeIndex parent) const {
+    const Contents* children = contents(parent);
+    return children != nullptr && children->brief;
+}
+
+void NodeTree::setBrief(NodeIndex parent, bool brief) {
+    const std::lock_guard lock(_mutex);
+    contentsForChange(parent).brief = brief;
+}
+
 void NodeTree::link(NodeIndex node) {
     Contents& siblings = contentsForChange(_nodes[node].parent);
     Chain& among = chain(siblings, _nodes[node].kind);
@@ -360,6 +370,10 @@ NodeIndex NodeTree::add(NodeIndex parent, const ObjectEntry& entry, const std::u
 }
 
 void NodeTree::update(NodeIndex node, const ObjectEntry& entry, const std::u16string& name) {
+    if (entry.isBrief) {
+        rename(node, name);
+        return;
+    }
     const std::lock_guard lock(_mutex);
     bool sameDates = true;
     std::uint32_t texts = 0;

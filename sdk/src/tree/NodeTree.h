@@ -123,11 +123,14 @@ public:
     /// Whether all children of this kind are in the tree.
     [[nodiscard]] bool loaded(NodeIndex parent, NodeKind kind) const;
     void setLoaded(NodeIndex parent, NodeKind kind, bool loaded);
+    /// Whether some of the files there are known by name alone: their records tell no size, protection and dates.
+    [[nodiscard]] bool brief(NodeIndex parent) const;
+    void setBrief(NodeIndex parent, bool brief);
 
     /// Appends an object. 0 when its handle is in the tree already (a device that names one object twice, or makes it
     /// its own ancestor), the folders nest too deep, or the memory is exhausted.
     NodeIndex add(NodeIndex parent, const ObjectEntry& entry, const std::u16string& name);
-    /// Takes over what may change of an object; the node keeps its place.
+    /// Takes over what may change of an object, of a brief entry its name; the node keeps its place.
     void update(NodeIndex node, const ObjectEntry& entry, const std::u16string& name);
     void rename(NodeIndex node, const std::u16string& name);
     /// The node dies with all below it.
@@ -146,6 +149,7 @@ private:
         Chain files;
         Chain playlists;
         HashIndex names; ///< of folders and files
+        bool brief = false;
     };
 
     /// Where the record of a node (not 0) lies.

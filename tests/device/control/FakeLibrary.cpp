@@ -272,6 +272,10 @@ DGSTATUS mtpSetVerbatimNames(_MTP_DEVICE_NODE* /*device*/, bool verbatim) {
     NOTE(verbatim ? "on" : "off")
     return DGSTATUS_SUCCESS;
 }
+DGSTATUS mtpSetNameListing(_MTP_DEVICE_NODE* /*device*/, bool namesOnly) {
+    NOTE(namesOnly ? "on" : "off")
+    return DGSTATUS_SUCCESS;
+}
 DGSTATUS mtpDeleteNode(_MTP_COMMON_NODE* node) {
     NOTE(NAME(node))
     lib.kill(node);

@@ -126,14 +126,15 @@ TEST_F(FileListTest, OneKindOfOneStorage) {
     put("Card/x.mp3", "song");
     put("Card/Podcast/only.avi", "video");
     reopen();
-    for (const auto& list :
-         {service->fileInformationList("", MediaTypeMusic, 0), service->fileNameList("", MediaTypeMusic, 0)}) {
-        EXPECT_EQ(values(list, "FilePath"), (Names{"/Player/Phone/Sounds/a.mp3", "/Player/Phone/b.mp3"}));
-        for (const auto& entry : list.value_or(Array())) {
+    const auto information = service->fileInformationList("", MediaTypeMusic, 0);
+    const auto names = service->fileNameList("", MediaTypeMusic, 0);
+    for (const auto* list : {&information, &names}) {
+        EXPECT_EQ(values(*list, "FilePath"), (Names{"/Player/Phone/Sounds/a.mp3", "/Player/Phone/b.mp3"}));
+        for (const auto& entry : list->value_or(Array())) {
             const Dictionary& file = *entry.dictionary();
             EXPECT_EQ(file.uint32("diskIndex"), 0U);
             EXPECT_EQ(indexed(*file.string("FilePath")), file.string("NodeID"));
-            EXPECT_EQ(file.uint64("FileSize"), 4U);
+            EXPECT_EQ(file.uint64("FileSize"), list == &names ? std::nullopt : std::optional<std::uint64_t>(4));
         }
     }
     EXPECT_EQ(values(service->fileInformationList("", MediaTypeMusic, 1), "FileName"), Names{"x.mp3"});
@@ -184,6 +185,39 @@ TEST_F(FileListTest, NamesCostNoMetadataAndAListThatIsAskedForAgainNothing) {
     EXPECT_EQ(service->fileInformationListForAllMediaType(std::nullopt), first);
     EXPECT_EQ(service->fileNameList("", MediaTypeMusic, 0), names);
     EXPECT_EQ(transactions(), before);
+}
+
+TEST_F(FileListTest, NamesBringNoPropertiesAndWhatTheyLackComesLater) {
+    for (int i = 0; i < 20; ++i) {
+        put("Phone/Sounds/album" + std::to_string(i % 4) + "/" + std::to_string(i) + ".mp3", "song");
+    }
+    ASSERT_TRUE(tests::waitUntil([&] {
+        const auto known = service->fileNameList("", MediaTypeMusic, 0);
+        return known && known->size() == 20;
+    }));
+    std::size_t bytes = 0;
+    device->faults().alterData({mtpsdk::OperationCode::GetObjectPropList, 1, 0},
+                               [&](std::vector<std::byte>& data) { bytes += data.size(); });
+    const auto listed = [&](const std::function<std::optional<Array>()>& list) {
+        reopen();
+        bytes = 0;
+        const std::uint64_t before = transactions();
+        EXPECT_EQ(list()->size(), 20U);
+        return std::pair(transactions() - before, bytes);
+    };
+    const auto complete = listed([&] { return service->fileInformationList("", MediaTypeMusic, 0); });
+    const auto names = listed([&] { return service->fileNameList("", MediaTypeMusic, 0); });
+    EXPECT_GT(names.second, 0U);
+    EXPECT_LT(names.second * 2, complete.second);
+    EXPECT_LE(names.first, complete.first + 2) << "asking for the group of the names";
+
+    const Names paths = values(service->fileNameList("", MediaTypeMusic, 0), "FilePath");
+    EXPECT_EQ(service->fileSizeAtDevice(*paths.begin()), 4U);
+    const auto songs = service->fileInformationList("", MediaTypeMusic, 0);
+    ASSERT_TRUE(songs);
+    for (const auto& song : *songs) {
+        EXPECT_EQ(song.dictionary()->uint64("FileSize"), 4U);
+    }
 }
 
 TEST_F(FileListTest, PlaylistsOnlyWhereTheStorageHasAFolderForThemAndIsNoCard) {

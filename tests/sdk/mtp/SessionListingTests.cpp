@@ -53,6 +53,24 @@ protected:
         info.filename = name;
         infos[handle] = info;
     }
+    /// Which group the names of folders and of files are in.
+    void answerGroups(std::uint32_t ofFolders, std::uint32_t ofFiles) {
+        script.announce({OperationCode::GetObjectPropDesc});
+        script.on[OperationCode::GetObjectPropDesc] = [=](const ParameterContainer& command, const Bytes&) {
+            ObjectPropDesc description;
+            description.property = static_cast<std::uint16_t>(command.parameters[0]);
+            description.type = DataType::String;
+            description.defaultValue = PropertyValue::string(u"");
+            description.group = command.parameters[1] == raw(FormatCode::Association) ? ofFolders : ofFiles;
+            return Answer{ResponseCode::OK, {}, encode(description)};
+        };
+    }
+    /// Lists of a folder's children asked for by group.
+    [[nodiscard]] auto groupRequests() const {
+        return std::ranges::count_if(script.commands, [](const ParameterContainer& command) {
+            return command.code == raw(OperationCode::GetObjectPropList) && command.parameters[2] == 0;
+        });
+    }
     /// Property lists asked for so far: of objects themselves (0), of a folder's children (1).
     [[nodiscard]] auto listRequests(std::uint32_t depth) const {
         return std::ranges::count_if(script.commands, [depth](const ParameterContainer& command) {
@@ -96,6 +114,89 @@ TEST_F(SessionListing, OnlyChildrenOfTheFolderAndTheStorageAreTaken) {
     EXPECT_EQ(entries[1].parent, 0U);
     ASSERT_EQ(session->listFolder(internal, 1, entries), DGSTATUS_SUCCESS);
     EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"deeper.mp3"}));
+}
+
+TEST_F(SessionListing, NamesAloneAreAskedForByTheirGroup) {
+    answerLists();
+    answerGroups(3, 3);
+    const auto name = [](const char16_t* text) { return PropertyValue::string(text); };
+    const auto format = [](FormatCode code) { return PropertyValue::integer(DataType::UInt16, raw(code)); };
+    lists[7]
+        .add(1, ObjectPropertyCode::ObjectFileName, name(u"folder"))
+        .add(1, ObjectPropertyCode::ObjectFormat, format(FormatCode::Association))
+        .add(1, ObjectPropertyCode::ParentObject, PropertyValue::integer(DataType::UInt32, 7))
+        .add(2, ObjectPropertyCode::ParentObject, PropertyValue::integer(DataType::UInt32, 7))
+        .add(2, ObjectPropertyCode::ObjectFileName, name(u"song.mp3"))
+        .add(2, ObjectPropertyCode::ObjectFormat, format(FormatCode::MP3));
+    lists[8];
+    const auto session = script.open();
+    ASSERT_EQ(session->listFolder(internal, 7, entries, Listing::names), DGSTATUS_SUCCESS);
+    EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"folder", u"song.mp3"}));
+    EXPECT_FALSE(entries[0].isBrief);
+    EXPECT_TRUE(entries[1].isBrief);
+    EXPECT_FALSE(entries[1].media);
+    EXPECT_EQ(entries[1].parent, 7U);
+    EXPECT_EQ(entries[1].storageId, internal);
+    EXPECT_EQ(script.count(OperationCode::GetObjectPropDesc), 2U);
+
+    script.commands.clear();
+    ASSERT_EQ(session->listFolder(internal, 8, entries, Listing::names), DGSTATUS_SUCCESS);
+    EXPECT_TRUE(entries.empty());
+    ASSERT_EQ(script.commands.size(), 1U);
+    EXPECT_EQ(script.commands[0].parameters, (std::array<std::uint32_t, 5>{8, 0, 0, 3, 1}));
+}
+
+TEST_F(SessionListing, WhereNamesCannotBeHadAloneTheListIsComplete) {
+    struct Case {
+        const char* what;
+        std::uint32_t folders, files;
+        std::optional<ResponseCode> refusal;
+        int tries; ///< lists by group, of two that might be
+    };
+    const std::vector<Case> cases = {
+        {"no groups", 0, 0, {}, 0},
+        {"files in a group, folders in none", 0, 4, {}, 0},
+        {"groups that are refused", 4, 4, ResponseCode::SpecificationByGroupUnsupported, 1},
+        {"groups that fail", 4, 4, ResponseCode::GeneralError, 1},
+        {"a group without names", 4, 4, {}, 1},
+    };
+    script.announce({OperationCode::GetObjectPropList});
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.what);
+        answerGroups(each.folders, each.files);
+        script.on[OperationCode::GetObjectPropList] = [&each](const ParameterContainer& command, const Bytes&) {
+            Rows rows;
+            if (command.parameters[2] != 0) {
+                rows.object(5, internal, 7, FormatCode::MP3, 99, u"song.mp3");
+            } else if (each.refusal) {
+                return Answer{*each.refusal, {}, {}};
+            } else {
+                rows.add(5, ObjectPropertyCode::ObjectSize, PropertyValue::integer(DataType::UInt64, 99));
+            }
+            return Answer{ResponseCode::OK, {}, rows.encoded()};
+        };
+        const auto session = script.open();
+        for (int i = 0; i < 2; ++i) {
+            ASSERT_EQ(session->listFolder(internal, 7, entries, Listing::names), DGSTATUS_SUCCESS);
+            ASSERT_EQ(namesOf(entries), (std::vector<std::u16string>{u"song.mp3"}));
+            EXPECT_FALSE(entries[0].isBrief);
+            EXPECT_EQ(entries[0].size, 99U);
+        }
+        EXPECT_EQ(groupRequests(), each.tries);
+    }
+}
+
+TEST_F(SessionListing, AnEmptyListByGroupIsBelievedOnceOneHasToldOfSomething) {
+    answerLists();
+    answerGroups(4, 4);
+    lists[7].object(5, internal, 7, FormatCode::MP3, 99, u"song.mp3");
+    lists[8];
+    const auto session = script.open();
+    ASSERT_EQ(session->listFolder(internal, 8, entries, Listing::names), DGSTATUS_SUCCESS);
+    EXPECT_EQ(listRequests(1), 2) << "asked for everything as well";
+    ASSERT_EQ(session->listFolder(internal, 7, entries, Listing::names), DGSTATUS_SUCCESS);
+    ASSERT_EQ(session->listFolder(internal, 8, entries, Listing::names), DGSTATUS_SUCCESS);
+    EXPECT_EQ(listRequests(1), 4);
 }
 
 TEST_F(SessionListing, RowsMayComeInAnyOrderAndGapsAreFilledFromTheObjectInfo) {

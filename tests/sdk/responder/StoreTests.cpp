@@ -96,6 +96,70 @@ TEST_F(StoreTest, WhatAPersonDidWhileClosedShows) {
     EXPECT_EQ(device->visitObject(before.at("goes").handle, [](const StoreObject&) {}), StoreResult::noSuchObject);
 }
 
+TEST_F(StoreTest, NamesAreToldWithoutALookAtTheFiles) {
+    device.drop("Phone/a/grows", "1");
+    device.drop("Phone/a/kept", "12345");
+    device.drop("Phone/b/file", "123");
+    for (const char* folder : {"Phone/a", "Phone/b", "Phone"}) { // or it was changed too lately for its time to be kept
+        fs::last_write_time(device.folder(folder), fs::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+    device.open();
+    const Handle a = device.handle(phone, "a");
+    const Handle b = device.handle(phone, "b");
+    const auto before = device.list(phone, a);
+    device->synchronize();
+    device.close();
+
+    device.drop("Phone/a/grows", "12345678"); // which no folder's time tells
+    device.drop("Phone/b/new", "12");
+    device.open();
+    std::vector<StoreEvent> events;
+    const std::uint64_t listener = device->addListener([&](const StoreEvent& event) { events.push_back(event); });
+    const auto names = [&](Handle folder) {
+        std::map<std::string, std::uint64_t> sizes;
+        EXPECT_EQ(device->visitBelow(
+                      phone, folder, 1, [&](const StoreObject& each) { sizes[each.name] = each.size; }, Look::names),
+                  StoreResult::ok);
+        return sizes;
+    };
+    EXPECT_EQ(names(a), (std::map<std::string, std::uint64_t>{{"grows", 1}, {"kept", 5}}));
+    EXPECT_EQ(names(b), (std::map<std::string, std::uint64_t>{{"file", 3}, {"new", 2}}));
+
+    StoreObject grown;
+    const Handle grows = before.at("grows").handle;
+    ASSERT_EQ(device->visitObject(grows, [&](const StoreObject& each) { grown = each; }), StoreResult::ok);
+    EXPECT_EQ(grown.size, 8U);
+    EXPECT_NE(grown.modified, 0);
+    EXPECT_EQ(device.list(phone, a).at("kept").handle, before.at("kept").handle);
+    EXPECT_EQ(device.list(phone, a).at("kept").modified, before.at("kept").modified);
+    EXPECT_EQ(device.used(phone), 8U + 5 + 3 + 2);
+    device->removeListener(listener);
+    EXPECT_TRUE(events.empty()) << "nobody was told of a size that was wrong";
+}
+
+TEST_F(StoreTest, NamesFollowWhatOthersDo) {
+    device.drop("Phone/a/kept", "12345");
+    fs::last_write_time(device.folder("Phone/a"), fs::file_time_type::clock::now() - std::chrono::hours(1));
+    device.open();
+    const Handle a = device.handle(phone, "a");
+    ASSERT_EQ(device.list(phone, a).size(), 1U);
+    device->synchronize();
+    device.reopen();
+    std::vector<std::string> names;
+    const auto list = [&] {
+        names.clear();
+        (void) device->visitBelow(
+            phone, a, 1, [&](const StoreObject& each) { names.push_back(each.name); }, Look::names);
+        return names;
+    };
+    ASSERT_EQ(list(), std::vector<std::string>{"kept"});
+    fs::remove(device.folder("Phone/a/kept"));
+    device.drop("Phone/a/new", "12");
+    device->synchronize();
+    EXPECT_EQ(list(), std::vector<std::string>{"new"});
+    EXPECT_EQ(device.list(phone, a).at("new").size, 2U);
+}
+
 TEST_F(StoreTest, OnlyPlainFilesAndFoldersWithTellableNamesShow) {
     device.drop("Phone/plain", "x");
     device.drop("Phone/Case", "1");

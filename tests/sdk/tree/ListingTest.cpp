@@ -51,7 +51,57 @@ TEST_F(ListingTest, listsFoldersAndFilesOnceInOneRequest) {
     EXPECT_EQ(transactions(), before + 3);
 }
 
+TEST_F(ListingTest, namesAloneAreCompletedWhenMoreIsAskedFor) {
+    for (const char* folder : {"first", "second", "third"}) {
+        std::filesystem::create_directories(onDevice("Internal/" + std::string(folder)));
+        for (int i = 0; i < 3; ++i) {
+            _folder.write("device/Internal/" + std::string(folder) + "/" + std::to_string(i) + ".mp3", "song");
+        }
+    }
+    ASSERT_EQ(folderNames(), (Names{"first", "second", "third"}));
+    ASSERT_EQ(mtpSetNameListing(device(), true), DGSTATUS_SUCCESS);
+    const auto list = [&](_MTP_FOLDER_NODE* folder) {
+        _MTP_FILE_NODE* file = nullptr;
+        EXPECT_EQ(mtpGetFileListHead(&folder->header, &file, nullptr, nullptr), DGSTATUS_SUCCESS);
+        EXPECT_EQ(fileNames(&folder->header), (Names{"0.mp3", "1.mp3", "2.mp3"}));
+        EXPECT_EQ(+file->size, 0U);
+        EXPECT_EQ(file->modificationDate.get(), nullptr);
+        return file;
+    };
+    _MTP_FOLDER_NODE* first = nullptr;
+    _MTP_FOLDER_NODE* second = nullptr;
+    _MTP_FOLDER_NODE* third = nullptr;
+    ASSERT_EQ(mtpGetFolderListHead(storage(), nullptr, &first, nullptr, nullptr), DGSTATUS_SUCCESS);
+    ASSERT_EQ(mtpGetNextSiblingFolderNode(first, &second), DGSTATUS_SUCCESS);
+    ASSERT_EQ(mtpGetNextSiblingFolderNode(second, &third), DGSTATUS_SUCCESS);
+    _MTP_FILE_NODE* listed = list(first);
+    const std::uint64_t before = transactions();
+    _MTP_FILE_NODE* lookedUp = list(second);
+    _MTP_FILE_NODE* received = list(third);
+    EXPECT_EQ(transactions(), before + 2) << "one a folder, as ever";
+    ASSERT_EQ(mtpSetNameListing(device(), false), DGSTATUS_SUCCESS);
+
+    _MTP_FILE_NODE* again = nullptr;
+    ASSERT_EQ(mtpGetFileListHead(&first->header, &again, nullptr, nullptr), DGSTATUS_SUCCESS);
+    EXPECT_EQ(again, listed);
+    EXPECT_EQ(mtpNodeFromHandle(mtpNodeHandle(&lookedUp->header)), &lookedUp->header);
+    EXPECT_EQ(receive(received, _folder.path("received")), DGSTATUS_SUCCESS);
+    EXPECT_EQ(_folder.read("received"), "song");
+    // Fetching leaves the records to those who read them; this brings them up to date.
+    EXPECT_EQ(mtpNodeFromHandle(mtpNodeHandle(&received->header)), &received->header);
+    for (const _MTP_FILE_NODE* file : {listed, lookedUp, received}) {
+        EXPECT_EQ(+file->size, 4U);
+        EXPECT_NE(file->modificationDate.get(), nullptr);
+    }
+    EXPECT_EQ(transactions(), before + 2 + 3 + 1) << "a list of each folder, and the file";
+    _MTP_MEDIA_FILE_INFO* media = nullptr;
+    ASSERT_EQ(mtpGetMediaFileInfo(listed, &media), DGSTATUS_SUCCESS);
+    mtpReleaseMediaFileInfo(&media);
+    EXPECT_EQ(transactions(), before + 2 + 3 + 1) << "the list brought it";
+}
+
 TEST_F(ListingTest, answersEveryOddArgument) {
+    EXPECT_EQ(mtpSetNameListing(nullptr, true), DGSTATUS_INVALID_PARAMETER);
     _MTP_FOLDER_NODE* folder = nullptr;
     _MTP_FILE_NODE* file = nullptr;
     _MTP_STORAGE_NODE* next = nullptr;
