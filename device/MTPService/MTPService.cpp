@@ -315,12 +315,13 @@ std::optional<platform::Array> MTPService::subpathsAtDisk(const Text& /*unused*/
     return inside()->subpathsAtDisk(diskIndex);
 }
 
-bool MTPService::fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder) {
-    return inside()->fileBackup(files, destinationFolder);
+bool MTPService::fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder,
+                            const StopTest& isStopped) {
+    return inside()->fileBackup(files, destinationFolder, isStopped);
 }
 
-bool MTPService::fileRestore(const std::optional<platform::Array>& files) {
-    return inside()->fileRestore(files);
+bool MTPService::fileRestore(const std::optional<platform::Array>& files, const StopTest& isStopped) {
+    return inside()->fileRestore(files, isStopped);
 }
 
 bool MTPService::renameContent(std::uint32_t serviceID, const Text& path, const Text& newName) {

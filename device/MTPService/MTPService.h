@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -195,13 +196,17 @@ public:
     std::optional<platform::Array> folderLists(const Text& path);
     /// Every file of a storage ("FilePath", "NodeID", …). The first argument is not used.
     std::optional<platform::Array> subpathsAtDisk(const Text& unused, std::uint32_t diskIndex);
+    /// Asked on the calling thread before a file's first block and after every block; true stops the file there, and
+    /// nothing of it stays. It must not throw, nor call the service.
+    using StopTest = std::function<bool()>;
     /// Copies device files ("FilePath", "NodeID": the entries of subpathsAtDisk) below a local folder, in the place
     /// that they have on the internal storage. Stops at the first that fails; one whose path would lead out of the
     /// folder is left out. True when all are copied.
-    bool fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder);
+    bool fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder,
+                    const StopTest& isStopped = {});
     /// Copies local files ("FilePath") back to their place on the internal storage ("subFilePath"), in place of what is
-    /// there. Stops at the first that fails.
-    bool fileRestore(const std::optional<platform::Array>& files);
+    /// there, which is deleted first. Stops at the first that fails.
+    bool fileRestore(const std::optional<platform::Array>& files, const StopTest& isStopped = {});
     /// Queues the renaming of a device file or folder. Posts no notification unless it is refused; newName is a name,
     /// not a path.
     bool renameContent(std::uint32_t serviceID, const Text& path, const Text& newName);

@@ -44,6 +44,23 @@ bool isRefusedByDevice(std::uint32_t status) {
            status != DGSTATUS_INTERNAL_TRANSACTIONCANCELLED;
 }
 
+/// Lets the library ask whether the file on its way is to be stopped; no callback where nobody is there to be asked.
+class Stop {
+public:
+    explicit Stop(std::function<bool()> isStopped)
+        : _isStopped(std::move(isStopped)) {}
+
+    [[nodiscard]] MtpProgressCallback callback() const { return _isStopped ? &answer : nullptr; }
+    [[nodiscard]] void* context() { return _isStopped ? &_isStopped : nullptr; }
+
+private:
+    static std::uint32_t answer(std::uint64_t /*current*/, std::uint64_t /*total*/, void* context) {
+        return (*static_cast<std::function<bool()>*>(context))() ? DGSTATUS_IO_CANCEL : DGSTATUS_SUCCESS;
+    }
+
+    std::function<bool()> _isStopped;
+};
+
 /// Where a file of a backup goes.
 struct Place {
     _MTP_DEVICE_NODE* device;
@@ -53,11 +70,12 @@ struct Place {
 };
 
 /// Sends a file in place of the one that has its name there; whether it arrived.
-bool replaceFile(MtpControl& control, const Dictionary& file, const Place& place, std::uint32_t& status) {
+bool replaceFile(MtpControl& control, const Dictionary& file, const Place& place, MtpProgressCallback callback,
+                 void* context, std::uint32_t& status) {
     Text node;
     const auto send = [&] {
-        return control.sendMediaFileToMTPEx(place.device, place.storageHead, place.folder, &file, place.path, nullptr,
-                                            nullptr, &node, &status);
+        return control.sendMediaFileToMTPEx(place.device, place.storageHead, place.folder, &file, place.path, callback,
+                                            context, &node, &status);
     };
     bool sent = send();
     if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED && node &&
@@ -83,8 +101,10 @@ MTPServicePrivate::Text MTPServicePrivate::internalVolumePath() const {
     });
 }
 
-bool MTPServicePrivate::fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder) {
+bool MTPServicePrivate::fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder,
+                                   std::function<bool()> isStopped) {
     const MethodTrace trace(6);
+    Stop stop(std::move(isStopped));
     const Text volumePath = internalVolumePath();
     if (!files || files->empty() || !destinationFolder || !volumePath) {
         return false;
@@ -110,8 +130,9 @@ bool MTPServicePrivate::fileBackup(const std::optional<platform::Array>& files, 
         }
         std::uint32_t status = 0;
         const Synchronized library(MtpControl::classMonitor());
-        const bool received = _mtpControl->uploadFileFromMTPEx(
-            _currentDeviceNode, _storageHeadNode, file->string("NodeID"), path, localPath, nullptr, nullptr, &status);
+        const bool received =
+            _mtpControl->uploadFileFromMTPEx(_currentDeviceNode, _storageHeadNode, file->string("NodeID"), path,
+                                             localPath, stop.callback(), stop.context(), &status);
         if (isEnd(received, status)) {
             return false;
         }
@@ -119,8 +140,9 @@ bool MTPServicePrivate::fileBackup(const std::optional<platform::Array>& files, 
     return isComplete;
 }
 
-bool MTPServicePrivate::fileRestore(const std::optional<platform::Array>& files) {
+bool MTPServicePrivate::fileRestore(const std::optional<platform::Array>& files, std::function<bool()> isStopped) {
     const MethodTrace trace(6);
+    Stop stop(std::move(isStopped));
     const Text volumePath = internalVolumePath();
     if (!files || files->empty() || !volumePath) {
         return false;
@@ -131,14 +153,16 @@ bool MTPServicePrivate::fileRestore(const std::optional<platform::Array>& files)
         if (!subPath || !file->string("FilePath")) {
             continue;
         }
-        if (!restoreFile(*file, platform::formatText("%@/%@", *volumePath, *subPath))) {
+        if (!restoreFile(*file, platform::formatText("%@/%@", *volumePath, *subPath), stop.callback(),
+                         stop.context())) {
             return false;
         }
     }
     return true;
 }
 
-bool MTPServicePrivate::restoreFile(const Dictionary& file, const std::string& path) {
+bool MTPServicePrivate::restoreFile(const Dictionary& file, const std::string& path, MtpProgressCallback callback,
+                                    void* context) {
     std::error_code ignored;
     const bool isFolder = std::filesystem::is_directory(file.string("FilePath").value_or(""), ignored);
     const Synchronized library(MtpControl::classMonitor());
@@ -152,10 +176,10 @@ bool MTPServicePrivate::restoreFile(const Dictionary& file, const std::string& p
             QD_LOG(3, "Create %@ folder is fail", isFolder ? path : platform::deletingLastPathComponent(path));
             return false;
         }
-        if (isFolder || replaceFile(*_mtpControl, file, place, status)) {
+        if (isFolder || replaceFile(*_mtpControl, file, place, callback, context, status)) {
             return true;
         }
     }
     // A device that takes fewer names: one that differs in case only replaces the other then.
-    return isRefusedByDevice(status) && replaceFile(*_mtpControl, file, place, status);
+    return isRefusedByDevice(status) && replaceFile(*_mtpControl, file, place, callback, context, status);
 }

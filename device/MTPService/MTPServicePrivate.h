@@ -302,8 +302,9 @@ public:
     std::optional<platform::Array> fileLists(const Text& path);
     std::optional<platform::Array> folderLists(const Text& path);
     std::optional<platform::Array> subpathsAtDisk(std::uint32_t diskIndex);
-    bool fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder);
-    bool fileRestore(const std::optional<platform::Array>& files);
+    bool fileBackup(const std::optional<platform::Array>& files, const Text& destinationFolder,
+                    std::function<bool()> isStopped);
+    bool fileRestore(const std::optional<platform::Array>& files, std::function<bool()> isStopped);
     bool renameContent(std::uint32_t serviceID, const Text& path, const Text& newName);
     /// The node of what a device path spells: the indexed one while it bears that name, else the one that lies just
     /// there; never a namesake. Under the library's monitor.
@@ -460,7 +461,8 @@ private:
     std::optional<SubFolder> subFolder(const Text& parentID, const std::string& name, std::uint32_t* error);
     /// Sends a local file to a device path in place of what is there.
     bool sendLocalCopy(const std::string& localPath, const std::string& path);
-    bool restoreFile(const platform::Dictionary& file, const std::string& path);
+    bool restoreFile(const platform::Dictionary& file, const std::string& path, MtpProgressCallback callback,
+                     void* context);
     using Enumeration = std::optional<platform::Array> (MtpControl::*)(_MTP_DEVICE_NODE*, _MTP_STORAGE_NODE*,
                                                                        const Text&, const MtpControl::NodeID&);
     /// One folder's entries, with their nodes moved into the index.

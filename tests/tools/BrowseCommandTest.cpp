@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -123,6 +125,32 @@ TEST_F(BrowseCommandTest, CtrlCStopsTheFileThatIsOnItsWay) {
     const ToolResult stopped = process.wait();
     EXPECT_EQ(stopped.status, 1);
     EXPECT_TRUE(contains(stopped.out, "/Player/Phone/big.bin: cancelled")) << stopped.out;
+}
+
+TEST_F(BrowseCommandTest, CtrlCStopsTheFileThatIsBackedUpOrRestored) {
+    constexpr std::uintmax_t size = std::uintmax_t{2} << 30U; // no bytes on the disk
+    const std::string device = box.path("large");
+    ASSERT_EQ(box.run({"virtual", "create", device, "--name", "Large", "--storage", "Phone:16G"}).status, 0);
+    const auto stopped = [&](const char* command, const std::string& folder) {
+        ToolProcess process = box.start({"--virtual", device, command, box.path(folder)}, ToolProcess::Terminal::yes);
+        EXPECT_TRUE(process.waitFor(ToolProcess::Stream::out, "1/1"));
+        process.signal(SIGINT);
+        const ToolResult result = process.wait();
+        EXPECT_EQ(result.status, 1);
+        EXPECT_TRUE(contains(result.out, "big.bin: cancelled")) << result.out;
+        EXPECT_TRUE(contains(result.out, "Stopped.")) << result.out;
+    };
+    std::ofstream(device + "/Phone/big.bin").close();
+    std::filesystem::resize_file(device + "/Phone/big.bin", size);
+    stopped("backup", "backup");
+    EXPECT_TRUE(box.filesBelow("backup").empty());
+
+    std::filesystem::create_directories(box.path("kept"));
+    std::filesystem::rename(device + "/Phone/big.bin", box.path("kept/big.bin"));
+    stopped("restore", "kept");
+    EXPECT_TRUE(box.filesBelow("large/Phone").empty());
+    EXPECT_TRUE(std::filesystem::is_empty(device + "/.mtp/arriving"));
+    EXPECT_EQ(box.filesBelow("kept"), Texts{"big.bin"});
 }
 
 TEST_F(BrowseCommandTest, FoldersAreMadeAndThingsRenamed) {

@@ -41,6 +41,10 @@ public:
     [[nodiscard]] bool isOver() const {
         return _environment.interrupt.isRequested() || _environment.console.isBroken();
     }
+    /// For the service, which asks it while a file is on its way.
+    [[nodiscard]] MTPService::StopTest stopTest() const {
+        return [this] { return isOver(); };
+    }
     void begin(const std::string& name) {
         const std::string line = fmt::format("{}/{}  {}", _done + _failed + 1, _total, safeText(name));
         _environment.console.setStatus(
@@ -54,6 +58,8 @@ public:
         }
     }
     void fail(const std::string& path, const std::string& reason) { fail(safeText(path) + ": " + reason); }
+    /// For a file that was not brought over: since it did not work, or since it was stopped.
+    void failFile(const std::string& path, const std::string& reason) { fail(path, isOver() ? "cancelled" : reason); }
     /// With a text that is safe to show.
     void fail(const std::string& text) {
         ++_failed;
@@ -131,11 +137,11 @@ ExitStatus backUp(Environment& environment, const std::string& folder) {
         platform::Dictionary file = *value.dictionary();
         const std::string path = file.string("FilePath").value_or("");
         run.begin(path);
-        if (session->service().fileBackup(platform::Array{value}, target.string())) {
+        if (session->service().fileBackup(platform::Array{value}, target.string(), run.stopTest())) {
             file.remove("NodeID"); // means something within one program only
             run.succeed(file, file.uint64("FileSize").value_or(0));
         } else {
-            run.fail(path, "it could not be copied");
+            run.failFile(path, "it could not be copied");
         }
     }
     return run.finish("backed up");
@@ -180,8 +186,8 @@ ExitStatus restore(Environment& environment, const std::string& folder) {
             run.begin(entry.inside);
         }
         const platform::Dictionary file{{"FilePath", fs::absolute(entry.path).string()}, {"subFilePath", entry.inside}};
-        if (!session->service().fileRestore(platform::Array{file})) {
-            run.fail(entry.inside, entry.isFolder ? "the folder could not be made" : "it could not be sent");
+        if (!session->service().fileRestore(platform::Array{file}, run.stopTest())) {
+            run.failFile(entry.inside, entry.isFolder ? "the folder could not be made" : "it could not be sent");
         } else if (!entry.isFolder) {
             std::error_code ignored;
             run.succeed(file, fs::file_size(entry.path, ignored));
@@ -198,7 +204,8 @@ void addBackupCommands(Commands& commands) {
     backup->add_option("FOLDER", *target, "The local folder; made when it is missing")->required();
     backup->footer("Examples:\n"
                    "  mtpservice backup ~/backups/phone\n\n"
-                   "Hidden files are copied too. Files that are there already are replaced; nothing is removed.");
+                   "Hidden files are copied too. Files that are there already are replaced; nothing is removed.\n"
+                   "Ctrl-C stops the file on its way; nothing of it is kept.");
     commands.add(backup, [target](Environment& environment) { return backUp(environment, *target); });
 
     CLI::App* restoring = commands.app().add_subcommand("restore", "Copy a backup back to the internal storage");
@@ -206,7 +213,8 @@ void addBackupCommands(Commands& commands) {
     restoring->add_option("FOLDER", *source, "The local folder")->required()->check(CLI::ExistingDirectory);
     restoring->footer("Examples:\n"
                       "  mtpservice restore ~/backups/phone\n\n"
-                      "Files on the device are replaced by those of the backup; nothing is removed.");
+                      "Files on the device are replaced by those of the backup; nothing is removed.\n"
+                      "Ctrl-C stops the file on its way; nothing of it is kept, nor what it was to replace.");
     commands.add(restoring, [source](Environment& environment) { return restore(environment, *source); });
 }
 

@@ -157,6 +157,27 @@ TEST_F(FileServiceBackupTest, WhatFailsEndsIt) {
     EXPECT_FALSE(isOnDevice("Phone/b"));
 }
 
+TEST_F(FileServiceBackupTest, AFileIsStoppedOnItsWay) {
+    put("Phone/a", "a");
+    put("Phone/b", std::string(2 << 20, 'b'));
+    reopen();
+    const auto listed = service->subpathsAtDisk(std::nullopt, 0);
+    std::filesystem::create_directories(backup());
+    std::ofstream(backup() + "/b") << "older";
+    int asked = 0;
+    const auto inTheSecond = [&] { return ++asked > 4; }; // a small file asks twice
+    EXPECT_FALSE(service->fileBackup(listed, backup(), inTheSecond));
+    EXPECT_EQ(tree(backup()), (std::map<std::string, std::string>{{"a", "a"}, {"b", "older"}}));
+    EXPECT_TRUE(service->fileBackup(listed, backup(), [] { return false; }));
+
+    ASSERT_TRUE(service->deletefileAtDevice("/Player/Phone/a", &error));
+    asked = 0;
+    EXPECT_FALSE(service->fileRestore(restorable(), inTheSecond));
+    EXPECT_EQ(tree(device->path("Phone")), (std::map<std::string, std::string>{{"a", "a"}}));
+    EXPECT_TRUE(service->fileRestore(restorable(), [] { return false; }));
+    EXPECT_EQ(tree(device->path("Phone")), tree(backup()));
+}
+
 TEST_F(FileServiceBackupTest, WhatIsNotAFileIsPassedOver) {
     put("Phone/a", "a");
     reopen();
