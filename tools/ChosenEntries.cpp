@@ -26,7 +26,9 @@ void ChosenEntries::add(const std::string& path) {
         } else if (_folders == Folders::walked) {
             takeFolder(entry);
         } else {
-            _leftOut.push_back({entry.path, "it is a folder, and those are taken with -r only", !isOneOfMany});
+            const char* reason = _folders == Folders::refused ? "it is a folder, and those are taken with -r only"
+                                                              : "it is a folder; name the files in it, say with /*";
+            _leftOut.push_back({entry.path, reason, !isOneOfMany});
         }
     }
 }

@@ -14,7 +14,11 @@ namespace tool {
 /// Device files and folders named on the command line, each once however often it was named.
 class ChosenEntries {
 public:
-    enum class Folders { refused, walked };
+    enum class Folders {
+        refused, ///< unless the person says otherwise
+        noPart,  ///< refused by what has no use for folders
+        walked
+    };
 
     /// Patterns pass over folders where those are refused.
     ChosenEntries(DeviceTree& tree, Folders folders, std::function<bool()> isStopped);

@@ -5,6 +5,17 @@
 
 namespace tool {
 
+void Commands::add(CLI::App* command, Action action) {
+    for (CLI::Option* option : command->get_options()) {
+        if (option->get_positional()) {
+            option->check([](const std::string& text) {
+                return text.empty() ? std::string("an empty text names nothing") : std::string();
+            });
+        }
+    }
+    _actions.emplace_back(command, std::move(action));
+}
+
 Action Commands::parsed() const {
     const auto found =
         std::find_if(_actions.begin(), _actions.end(), [](const auto& entry) { return entry.first->parsed(); });

@@ -39,7 +39,8 @@ public:
         : _app(app) {}
 
     [[nodiscard]] CLI::App& app() { return _app; }
-    void add(const CLI::App* command, Action action) { _actions.emplace_back(command, std::move(action)); }
+    /// Once the command's options are declared: an argument that names something must not be empty.
+    void add(CLI::App* command, Action action);
     /// The action of the command that was given; empty when there is none.
     [[nodiscard]] Action parsed() const;
 

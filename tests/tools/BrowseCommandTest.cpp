@@ -107,6 +107,14 @@ TEST_F(BrowseCommandTest, OneFileIsToldOfAndPrinted) {
     const ToolResult told = run({"info", "notes.txt"});
     EXPECT_TRUE(contains(told.out, "FileSize") && contains(told.out, "14 bytes")) << told.out;
     EXPECT_EQ(nlohmann::json::parse(run({"--json", "info", "notes.txt"}).out)["FileSize"], 14);
+    put("Books/a.txt", "12345");
+    put("Books/b.txt", "67890");
+    put("Books/Inside/c.txt", "not counted");
+    const ToolResult folder = run({"info", "Books"});
+    for (const char* expected : {"/Player/Phone/Books", "Storage", "Folders in it", "Files in it", "10 bytes"}) {
+        EXPECT_TRUE(contains(folder.out, expected)) << expected << "\n" << folder.out;
+    }
+    EXPECT_EQ(nlohmann::json::parse(run({"--json", "info", "Books"}).out)["FilePath"], "/Player/Phone/Books");
     EXPECT_EQ(box.runOnDevice({"cat", "notes.txt"}).out, content);
     EXPECT_EQ(run({"cat", "Sounds"}).status, 1);
     EXPECT_EQ(run({"cat", "missing.txt"}).status, 1);
@@ -114,6 +122,25 @@ TEST_F(BrowseCommandTest, OneFileIsToldOfAndPrinted) {
     ToolProcess onTerminal =
         box.start({"--virtual", box.path("device"), "cat", "notes.txt"}, ToolProcess::Terminal::yes);
     EXPECT_FALSE(contains(onTerminal.wait().out, "\x1b[2J"));
+}
+
+TEST_F(BrowseCommandTest, AnArgumentThatNamesNothingIsTold) {
+    const std::vector<Texts> commands = {{"rm", ""},
+                                         {"rm", "-r", "--yes", ""},
+                                         {"ls", ""},
+                                         {"info", ""},
+                                         {"mkdir", ""},
+                                         {"mv", "", "name"},
+                                         {"backup", ""},
+                                         {"cat", "a", ""},
+                                         {"get", "a", ""},
+                                         {"put", "", "Phone"},
+                                         {"playlist", "show", ""}};
+    for (const Texts& command : commands) {
+        const ToolResult refused = run(command);
+        EXPECT_EQ(refused.status, 2) << command.front();
+        EXPECT_TRUE(contains(refused.err, "an empty text names nothing")) << command.front() << refused.err;
+    }
 }
 
 TEST_F(BrowseCommandTest, CtrlCStopsTheFileThatIsOnItsWay) {

@@ -122,6 +122,9 @@ TEST_F(PlaylistCommandTest, WrongUse) {
     EXPECT_EQ(playlist({}).status, 2);
     EXPECT_EQ(playlist({"create", "a/b"}).status, 1); // no device takes such a name
     EXPECT_EQ(playlist({"create", "X", box.folder.write("none.m3u", "gone.mp3\n")}).status, 1);
+    const ToolResult folder = playlist({"create", "X", "Phone/Sounds/Live"});
+    EXPECT_EQ(folder.status, 1);
+    EXPECT_TRUE(contains(folder.err, "/Live: it is a folder; name the files in it")) << folder.err;
     EXPECT_EQ(playlist({"list"}).lines().size(), 1U); // the heading
 }
 

@@ -7,7 +7,10 @@
 #include "tools/ScreenText.h"
 #include "tools/Table.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <string>
 
 namespace tool {
 namespace {
@@ -25,6 +28,21 @@ platform::Dictionary informationOf(DeviceSession& session, const DeviceTree& tre
     return information.value_or(entry.information);
 }
 
+/// What lies directly in a folder, and where the folder lies.
+void addContent(Table& table, DeviceTree& tree, const DeviceEntry& folder) {
+    std::size_t folders = 0;
+    std::size_t files = 0;
+    std::uint64_t bytes = 0;
+    for (const DeviceEntry& entry : tree.list(folder)) {
+        ++(entry.isFolder ? folders : files);
+        bytes += entry.size;
+    }
+    table.addRow({"Storage", tree.storages()[folder.storage].path});
+    table.addRow({"Folders in it", std::to_string(folders)});
+    table.addRow({"Files in it", std::to_string(files)});
+    table.addRow({"Their size", valueText("FileSize", bytes)});
+}
+
 ExitStatus showInformation(Environment& environment, const std::vector<std::string>& paths) {
     const auto session = openDevice(environment.options, nullptr);
     DeviceTree tree(*session);
@@ -40,6 +58,9 @@ ExitStatus showInformation(Environment& environment, const std::vector<std::stri
             Table table({Table::text(safeText(entry.name)), Table::text("")});
             for (const auto& [key, value] : information) {
                 table.addRow({*key, valueText(*key, value)});
+            }
+            if (entry.isFolder && !tree.isStorage(entry)) {
+                addContent(table, tree, entry);
             }
             table.print(environment.console);
         }

@@ -16,7 +16,7 @@ namespace {
 ExitStatus play(Environment& environment, const std::string& path) {
     const auto session = openDevice(environment.options, nullptr);
     DeviceTree tree(*session);
-    ChosenEntries entries(tree, ChosenEntries::Folders::refused, [&] { return environment.interrupt.isRequested(); });
+    ChosenEntries entries(tree, ChosenEntries::Folders::noPart, [&] { return environment.interrupt.isRequested(); });
     entries.add(path);
     if (entries.chosen().size() != 1) {
         const bool isNone = entries.chosen().empty();

@@ -49,7 +49,7 @@ public:
             addPlaylistFile(source);
             return;
         }
-        ChosenEntries entries(_tree, ChosenEntries::Folders::refused, [this] { return isStopped(); });
+        ChosenEntries entries(_tree, ChosenEntries::Folders::noPart, [this] { return isStopped(); });
         entries.add(source);
         leftOut.insert(leftOut.end(), entries.leftOut().begin(), entries.leftOut().end());
         for (const ChosenEntries::Chosen& chosen : entries.chosen()) {
