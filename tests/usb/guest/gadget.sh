@@ -38,10 +38,12 @@ start_responder() {
     wait_for test -e /dev/ffs-player/ep3
 }
 
+# It may be about to be started again just now.
+responder_is_gone() { ! pidof umtprd || { kill $(pidof umtprd); false; }; }
+
 stop_responder() {
     rm /tmp/responder-wanted
-    kill $(pidof umtprd)
-    wait_for fails pidof umtprd
+    wait_for responder_is_gone
 }
 
 fails() { ! "$@"; }
