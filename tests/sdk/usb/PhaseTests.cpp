@@ -194,6 +194,20 @@ TEST(PhaseReader, AnUntoldLengthEndsWithTheShortPacketAndWhatWasReadAheadIsTheNe
     }
 }
 
+/// As of a file of more than 4 GiB from a device that knows no better: the lower 32 bits.
+TEST(PhaseReader, APacketThatGoesOnPastTheToldLengthIsNotTheLast) {
+    for (const std::uint32_t told : {13U, 5'000U, 16'385U, 100'003U}) {
+        PlayedPipe pipe(true);
+        PhaseReader reader(pipe);
+        const Bytes whole = phaseOf(ContainerType::Data, 300'003, told);
+        pipe.play(whole);
+        pipe.play(response);
+        expectPhase(reader, whole, "told " + std::to_string(told));
+        EXPECT_EQ(pipe.inFlight(), 0U);
+        expectPhase(reader, response, "response");
+    }
+}
+
 TEST(PhaseReader, ALengthThatIsALieCostsNoOtherPhase) {
     PlayedPipe pipe(true);
     PhaseReader reader(pipe);

@@ -80,6 +80,12 @@ bool PhaseReader::take(Phase& phase, const BulkPipe::Block& block, const BlockSi
     }
     std::span<std::byte> part = block.data;
     bool isShort = block.isShort;
+    if (phase.length && phase.received + part.size() > *phase.length && !isShort &&
+        *phase.length % _pipe.packetSize() != 0) {
+        // The packet that should have been the last, and short, is neither: of a file beyond 4 GiB some devices tell
+        // what is left of its length in 32 bits.
+        phase.length.reset();
+    }
     if (phase.length && phase.received + part.size() > *phase.length) {
         part = part.first(static_cast<std::size_t>(*phase.length - phase.received));
         const auto beyond = block.data.subspan(part.size());
