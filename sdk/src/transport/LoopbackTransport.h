@@ -5,8 +5,10 @@
 #include "responder/Responder.h"
 #include "transport/Transport.h"
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -44,6 +46,10 @@ public:
     void close() override;
 
 private:
+    struct alignas(4096) Page {
+        std::array<std::byte, 4096> bytes;
+    };
+
     [[nodiscard]] DGSTATUS sendCommand(std::span<const std::byte> container);
     [[nodiscard]] DGSTATUS sendData(std::span<const std::byte> header, std::uint64_t payloadLength,
                                     const BlockSource& source);
@@ -51,11 +57,12 @@ private:
     [[nodiscard]] DGSTATUS waitForDevice(std::chrono::milliseconds delay);
     /// Counts bytes of the data phase; false when the plan lets the device vanish with them.
     [[nodiscard]] bool pass(std::size_t bytes);
+    [[nodiscard]] std::span<std::byte> payloadBlock();
     void queueEvent(std::span<const std::byte> container);
 
     std::shared_ptr<FaultPlan> _faults;
     std::shared_ptr<Plug> _plug = std::make_shared<Plug>();
-    std::vector<std::byte> _block;
+    std::vector<Page> _pages; ///< a block of data, and before it the page that a header ends
 
     std::optional<Responder::Phase> _phase; ///< what the device expects or offers next
     std::optional<std::uint64_t> _vanishAfter;
