@@ -20,12 +20,13 @@ make_gadget() {
     mount -t functionfs "$1" "/dev/ffs-$1"
 }
 
-# wait_for COMMAND...: until it answers 0, for 20 seconds at most.
+seconds() { cut -d . -f 1 /proc/uptime; }
+
+# wait_for COMMAND...: until it answers 0. It is tried for a minute, which on a slow machine is not too long.
 wait_for() {
-    local left=200
+    local end=$(($(seconds) + 60))
     until "$@" > /dev/null 2>&1; do
-        left=$((left - 1))
-        [ $left -gt 0 ] || return 1
+        [ "$(seconds)" -lt $end ] || return 1
         usleep 100000
     done
 }
