@@ -8,7 +8,6 @@ using platform::Array;
 using platform::Dictionary;
 using platform::Value;
 using tests::mebibyte;
-using tests::numbers;
 using Numbers = tests::Numbers;
 
 namespace {
