@@ -23,6 +23,17 @@ protected:
         put(folder + "/" + title + ".xml",
             VXUIPodcastXMLConverter().makePodcastXMLFromPodcastDictionary(podcast, true).prettyPrinted());
     }
+    /// Twenty songs in four folders, all known to the device: it announces none of them to a session that is opened
+    /// now.
+    void putAlbums() {
+        for (int i = 0; i < 20; ++i) {
+            put("Phone/Sounds/album" + std::to_string(i % 4) + "/" + std::to_string(i) + ".mp3", "song");
+        }
+        ASSERT_TRUE(tests::waitUntil([&] {
+            const auto known = service->fileNameList("", MediaTypeMusic, 0);
+            return known && known->size() == 20;
+        }));
+    }
     [[nodiscard]] std::uint64_t transactions() const {
         return mtpsdk::DeviceList::shared().deviceOf(inside()->_currentDeviceNode)->session().transactionCount();
     }
@@ -165,14 +176,7 @@ TEST_F(FileListTest, PodcastsAreReadFromThePodcastFolderAlone) {
 }
 
 TEST_F(FileListTest, NamesCostNoMetadataAndAListThatIsAskedForAgainNothing) {
-    for (int i = 0; i < 20; ++i) {
-        put("Phone/Sounds/album" + std::to_string(i % 4) + "/" + std::to_string(i) + ".mp3", "song");
-    }
-    // All known before, so that the device announces none of them to the session that is counted.
-    ASSERT_TRUE(tests::waitUntil([&] {
-        const auto known = service->fileNameList("", MediaTypeMusic, 0);
-        return known && known->size() == 20;
-    }));
+    putAlbums();
     reopen();
     std::uint64_t before = transactions();
     const auto names = service->fileNameList("", MediaTypeMusic, 0);
@@ -188,13 +192,7 @@ TEST_F(FileListTest, NamesCostNoMetadataAndAListThatIsAskedForAgainNothing) {
 }
 
 TEST_F(FileListTest, NamesBringNoPropertiesAndWhatTheyLackComesLater) {
-    for (int i = 0; i < 20; ++i) {
-        put("Phone/Sounds/album" + std::to_string(i % 4) + "/" + std::to_string(i) + ".mp3", "song");
-    }
-    ASSERT_TRUE(tests::waitUntil([&] {
-        const auto known = service->fileNameList("", MediaTypeMusic, 0);
-        return known && known->size() == 20;
-    }));
+    putAlbums();
     std::size_t bytes = 0;
     device->faults().alterData({mtpsdk::OperationCode::GetObjectPropList, 1, 0},
                                [&](std::vector<std::byte>& data) { bytes += data.size(); });
