@@ -2,12 +2,12 @@
 #include "tools/Interrupt.h"
 
 #include <array>
-#include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace tool {
@@ -16,65 +16,77 @@ namespace {
 constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
 constexpr int kInterruptedStatus = 130;
 
-// What a signal handler may touch.
-std::atomic<bool> requested{false};
-std::atomic<int> eventDescriptor{-1};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
-
-void raiseRequest() {
-    requested = true;
-    const std::uint64_t one = 1;
-    // The counter's reader only looks whether it is readable, so a failure to add to a full counter changes nothing.
-    [[maybe_unused]] const ssize_t written = write(eventDescriptor, &one, sizeof one);
-}
-
-void handleSignal(int) {
-    const int savedError = errno;
-    if (requested) {
-        _exit(kInterruptedStatus);
-    }
-    raiseRequest();
-    errno = savedError;
-}
-
-void setHandlers(void (*handler)(int)) {
-    struct sigaction action {};
-    action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
-    sigemptyset(&action.sa_mask);
+sigset_t signalsThatCount() {
+    sigset_t signals;
+    sigemptyset(&signals);
     for (const int signal : kSignals) {
-        sigaction(signal, &action, nullptr);
+        struct sigaction action {};
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) {
+            sigaddset(&signals, signal);
+        }
     }
+    return signals;
+}
+
+int signalDescriptor() {
+    const sigset_t signals = signalsThatCount();
+    return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+int eventDescriptor() {
+    return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+}
+
+void makeReadable(int event) {
+    const std::uint64_t one = 1;
+    // Readers only look whether it is readable, so a failure to add to a full counter changes nothing.
+    [[maybe_unused]] const ssize_t written = write(event, &one, sizeof one);
 }
 
 } // namespace
 
-Interrupt::Interrupt() {
-    requested = false;
-    eventDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    setHandlers(handleSignal);
+Interrupt::Interrupt()
+    : _signals(signalDescriptor())
+    , _requested(eventDescriptor())
+    , _ended(eventDescriptor()) {
+    if (!_signals || !_requested || !_ended) {
+        throw std::system_error(errno, std::generic_category(), "Ctrl-C cannot be waited for");
+    }
+    const sigset_t signals = signalsThatCount();
+    pthread_sigmask(SIG_BLOCK, &signals, &_blockedBefore);
+    _taker = std::thread([this] { takeSignals(); });
 }
 
 Interrupt::~Interrupt() {
-    setHandlers(SIG_DFL);
-    close(eventDescriptor.exchange(-1));
-}
-
-bool Interrupt::isRequested() const {
-    return requested;
+    makeReadable(_ended.get());
+    _taker.join();
+    pthread_sigmask(SIG_SETMASK, &_blockedBefore, nullptr);
 }
 
 void Interrupt::request() {
-    raiseRequest();
-}
-
-int Interrupt::descriptor() const {
-    return eventDescriptor;
+    _isRequested = true;
+    makeReadable(_requested.get());
 }
 
 void Interrupt::wait(std::chrono::milliseconds limit) const {
-    pollfd descriptor{eventDescriptor, POLLIN, 0};
+    pollfd descriptor{_requested.get(), POLLIN, 0};
     poll(&descriptor, 1, static_cast<int>(limit.count()));
+}
+
+void Interrupt::takeSignals() {
+    std::array<pollfd, 2> ready{{{_signals.get(), POLLIN, 0}, {_ended.get(), POLLIN, 0}}};
+    while (ready[1].revents == 0) {
+        poll(ready.data(), ready.size(), -1);
+        signalfd_siginfo taken{};
+        if (read(_signals.get(), &taken, sizeof taken) != sizeof taken) {
+            continue;
+        }
+        if (_isRequested) {
+            _exit(kInterruptedStatus);
+        }
+        request();
+    }
 }
 
 } // namespace tool

@@ -8,11 +8,18 @@
 
 namespace {
 
+using namespace std::chrono_literals;
+
+void send(int signal) {
+    kill(getpid(), signal);
+}
+
 bool isReadable(int descriptor) {
     pollfd wait{descriptor, POLLIN, 0};
     return poll(&wait, 1, 0) == 1;
 }
 
+// In processes of their own, which end by it.
 TEST(Interrupt, TheFirstSignalAsksTheSecondEnds) {
     EXPECT_EXIT(
         {
@@ -20,23 +27,55 @@ TEST(Interrupt, TheFirstSignalAsksTheSecondEnds) {
             if (interrupt.isRequested() || isReadable(interrupt.descriptor())) {
                 _exit(1);
             }
-            raise(SIGINT);
-            if (!interrupt.isRequested() || !isReadable(interrupt.descriptor())) {
+            send(SIGINT);
+            interrupt.wait(1h);
+            if (!interrupt.isRequested()) {
                 _exit(2);
             }
-            raise(SIGTERM);
+            send(SIGTERM);
+            sleep(60);
             _exit(3);
         },
         testing::ExitedWithCode(130), "");
 }
 
 TEST(Interrupt, ARequestFromWithinCountsAsTheFirst) {
-    tool::Interrupt interrupt;
-    interrupt.request();
-    interrupt.request();
-    EXPECT_TRUE(interrupt.isRequested());
-    interrupt.wait(std::chrono::hours(1)); // returns at once
-    EXPECT_EXIT(raise(SIGINT), testing::ExitedWithCode(130), "");
+    EXPECT_EXIT(
+        {
+            tool::Interrupt interrupt;
+            interrupt.request();
+            interrupt.request();
+            interrupt.wait(1h); // returns at once
+            if (!interrupt.isRequested()) {
+                _exit(1);
+            }
+            send(SIGINT);
+            sleep(60);
+            _exit(2);
+        },
+        testing::ExitedWithCode(130), "");
+}
+
+TEST(Interrupt, WhatWasIgnoredStaysIgnored) {
+    EXPECT_EXIT(
+        {
+            std::signal(SIGHUP, SIG_IGN);
+            const tool::Interrupt interrupt;
+            send(SIGHUP);
+            interrupt.wait(50ms);
+            _exit(interrupt.isRequested() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(Interrupt, AfterwardsSignalsDoWhatTheyDidBefore) {
+    EXPECT_EXIT(
+        {
+            { const tool::Interrupt interrupt; }
+            send(SIGINT);
+            sleep(60);
+        },
+        testing::KilledBySignal(SIGINT), "");
 }
 
 } // namespace

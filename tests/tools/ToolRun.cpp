@@ -20,6 +20,9 @@ extern char** environ;
 
 namespace {
 
+/// A run that takes longer, be it under the thread sanitizer on a busy machine, does not end by itself.
+constexpr std::chrono::minutes longestRun(5);
+
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
     for (std::string& text : texts) {
@@ -58,6 +61,9 @@ std::vector<std::string> ToolResult::lines() const {
 
 ToolProcess::ToolProcess(const std::vector<std::string>& command, const std::vector<std::string>& environment,
                          Terminal terminal) {
+    for (const std::string& word : command) {
+        _command += word + " ";
+    }
     SpawnActions actions;
     if (terminal == Terminal::yes) {
         _terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -150,6 +156,10 @@ void ToolProcess::closeOutput() {
 }
 
 ToolResult ToolProcess::wait() {
+    const bool isStuck = !endsInTime();
+    if (isStuck) {
+        kill(_process, SIGABRT); // the sanitizers then print where it stood
+    }
     int status = 0;
     while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
     }
@@ -162,7 +172,16 @@ ToolResult ToolProcess::wait() {
             close(descriptor);
         }
     }
+    if (isStuck) {
+        ADD_FAILURE() << _command << "did not end.\n" << _out << _err;
+    }
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), _out, _err};
+}
+
+/// Its streams close when it ends, for it closes none itself.
+bool ToolProcess::endsInTime() {
+    std::unique_lock lock(_mutex);
+    return _changed.wait_for(lock, longestRun, [this] { return _openStreams == 0; });
 }
 
 ToolSandbox::ToolSandbox() {

@@ -40,11 +40,14 @@ public:
     void type(const std::string& text) const;
     /// Stops reading what the program prints, as a pager does that is left.
     void closeOutput();
+    /// A program that hangs is aborted after some minutes, and the test fails with what it printed.
     ToolResult wait();
 
 private:
     void readAll(int descriptor, std::string& into);
+    bool endsInTime();
 
+    std::string _command;
     pid_t _process = -1;
     int _terminal = -1;
     int _outDescriptor = -1;
