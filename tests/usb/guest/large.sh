@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # More than 4 GiB to and from both responders. Run by hand, since it takes long and much memory:
-# USB_GUEST_MEMORY=8192 USB_GUEST_SECONDS=3600 tests/usb/run-guest.sh build/debug tests/usb/guest/large.sh
+# USB_GUEST_MEMORY=8192 USB_GUEST_SECONDS=3600 tests/usb/run-guest.sh build/plain tests/usb/guest/large.sh
 . /guest/steps.sh
 
 device=/tmp/own
