@@ -15,6 +15,10 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
 else()
     # g++ 12 sees overlaps in optimised std::string assignments that are none.
     target_compile_options(project_options INTERFACE -Wno-restrict)
+    if(CMAKE_UNITY_BUILD)
+        # Sources compiled jointly look like headers, whose types must not hold those of anonymous namespaces.
+        target_compile_options(project_options INTERFACE -Wno-subobject-linkage)
+    endif()
 endif()
 
 if(MTPSERVICE_SANITIZE)

@@ -65,17 +65,17 @@ TEST_F(MediaRecordTest, musicFieldsLieWhereDevicesReadThem) {
     record = control.consistOfMusicData(data, &description);
     ASSERT_NE(record, nullptr);
     EXPECT_EQ(at(4, 4), 6U);
-    struct Text {
+    struct Field {
         std::size_t offset;
         std::string text;
     };
-    for (const Text& row : {Text{50, "T1"},
-                            {55, "A12"},
-                            {60, "C"},
-                            {65, "AA"},
-                            {70, "Alb"},
-                            {75, "G"},
-                            {80, *control.convertSystemToMtpDate("2009-01-05 07:08:09 +0000")}}) {
+    for (const Field& row : {Field{50, "T1"},
+                             {55, "A12"},
+                             {60, "C"},
+                             {65, "AA"},
+                             {70, "Alb"},
+                             {75, "G"},
+                             {80, *control.convertSystemToMtpDate("2009-01-05 07:08:09 +0000")}}) {
         EXPECT_EQ(textAt(row.offset), row.text) << row.offset;
         EXPECT_EQ(at(row.offset + 4, 1), row.text.size() + 1) << row.offset;
     }
