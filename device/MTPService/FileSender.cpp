@@ -55,10 +55,13 @@ std::optional<Dictionary> FileSender::describe(const Dictionary& content, const 
 SendOutcome FileSender::send(const OutgoingFile& file) {
     const Synchronized library(MtpControl::classMonitor());
     SendOutcome outcome = sendOnce(file);
-    if (outcome.status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED && _rules.mayOverwrite(file.name)) {
-        outcome = replace(file, std::move(outcome));
+    if (outcome.status != DGSTATUS_NODE_FILE_DUPNAME_EXISTED || !_rules.mayOverwrite(file.name)) {
+        return outcome;
     }
-    return outcome;
+    if (_rules.isCancelled()) {
+        return {.sent = false, .status = DGSTATUS_IO_CANCEL_SUCCESS, .node = std::nullopt};
+    }
+    return replace(file, std::move(outcome));
 }
 
 SendOutcome FileSender::sendOnce(const OutgoingFile& file) {

@@ -38,6 +38,8 @@ public:
         std::function<bool(const std::string& name)> mayOverwrite;
         /// Whether the job must stop, tested before a file is sent in place of one that was deleted.
         std::function<bool()> mustStop;
+        /// Whether the application cancelled the job, tested before a file is deleted for one that would not be sent.
+        std::function<bool()> isCancelled;
     };
     FileSender(MTPServicePrivate& service, Progress progress, Rules rules)
         : _service(service)

@@ -78,9 +78,11 @@ bool replaceFile(MtpControl& control, const Dictionary& file, const Place& place
                                             context, &node, &status);
     };
     bool sent = send();
-    if (status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED && node &&
-        control.deleteItemAtPath(place.device, place.storageHead, node, place.path, &status) &&
-        status == DGSTATUS_SUCCESS) {
+    const bool isThere = status == DGSTATUS_NODE_FILE_DUPNAME_EXISTED && node;
+    if (isThere && callback != nullptr && callback(0, 0, context) != DGSTATUS_SUCCESS) {
+        status = DGSTATUS_IO_CANCEL_SUCCESS; // before the present file is deleted for one that would not be sent
+    } else if (isThere && control.deleteItemAtPath(place.device, place.storageHead, node, place.path, &status) &&
+               status == DGSTATUS_SUCCESS) {
         sent = send();
     }
     return !isEnd(sent, status);

@@ -58,7 +58,8 @@ public:
         , _sender(
               *_destination, {&CopyBetweenDevices::progress, this},
               {.mayOverwrite = [this](const std::string& name) { return FileSender::asksToOverwrite(_runner, name); },
-               .mustStop = [this] { return stopsForRelease(); }}) {}
+               .mustStop = [this] { return stopsForRelease(); },
+               .isCancelled = [this] { return isCancelled(); }}) {}
 
     /// Answers whether the last file operation succeeded.
     bool run();

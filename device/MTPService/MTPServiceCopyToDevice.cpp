@@ -25,7 +25,8 @@ public:
         , _sender(
               service, {&DeviceProgressCallbackEx, _job.callbackContext()},
               {.mayOverwrite = [this](const std::string& name) { return FileSender::asksToOverwrite(_service, name); },
-               .mustStop = [this] { return _job.stopsForRelease(); }})
+               .mustStop = [this] { return _job.stopsForRelease(); },
+               .isCancelled = [this] { return _job.isCancelled(); }})
         , _localCopier(service) {}
 
     /// Answers whether the last file operation succeeded.

@@ -188,7 +188,8 @@ bool MTPServicePrivate::syncFile(const std::string& file, const std::string& pat
     Dictionary progress = callbackContext(context);
     FileSender sender(*this, {&DeviceProgressCallbackEx, &progress},
                       {.mayOverwrite = [](const std::string&) { return true; },
-                       .mustStop = [this] { return getReleaseState() == 1; }});
+                       .mustStop = [this] { return getReleaseState() == 1; },
+                       .isCancelled = [&] { return isCancelServiceId(context->serviceID()); }});
     OutgoingFile outgoing{
         .source = file, .name = platform::lastPathComponent(file), .target = {}, .folder = {}, .data = mediaData};
     const std::uint64_t sentBefore = context->currentTransferSize();

@@ -102,9 +102,11 @@ Next PodcastJob::attempt(const std::function<Next()>& work) {
 PodcastSendJob::PodcastSendJob(MTPServicePrivate& service, const _serviceinfo& request, std::uint32_t failure,
                                Overwriting mayOverwrite)
     : PodcastJob(service, request, failure, service.mtpTotalPodcastCount(*request.contents.array()),
-                 service.totalPodcastFileSize(*request.contents.array(), nullptr))
+                 service.totalPodcastFileSize(*request.contents.array(), nullptr), {.announcesStart = false})
     , _sender(service, {&DeviceProgressCallbackEx, _job.callbackContext()},
-              {.mayOverwrite = std::move(mayOverwrite), .mustStop = [this] { return _job.stopsForRelease(); }}) {}
+              {.mayOverwrite = std::move(mayOverwrite),
+               .mustStop = [this] { return _job.stopsForRelease(); },
+               .isCancelled = [this] { return _job.isCancelled(); }}) {}
 
 std::optional<PodcastSendJob::Episode> PodcastSendJob::beginEpisode(const Value& entry) {
     const Dictionary* data = entry.dictionary();

@@ -54,8 +54,12 @@ TransferJob::~TransferJob() {
     }
 }
 
+bool TransferJob::isCancelled() const {
+    return _service.isCancelServiceId(_serviceID);
+}
+
 bool TransferJob::stopsForCancel() {
-    if (!_service.isCancelServiceId(_serviceID)) {
+    if (!isCancelled()) {
         return false;
     }
     cancelled();

@@ -50,7 +50,9 @@ public:
     /// The context for the library's progress callback; valid while the job lives.
     [[nodiscard]] void* callbackContext() { return &_callbackContext; }
 
-    /// True (and told) when the application cancelled this request.
+    /// Whether the application cancelled this request.
+    [[nodiscard]] bool isCancelled() const;
+    /// True (and told) when it did.
     bool stopsForCancel();
     /// True (and told) when the service was released.
     bool stopsForRelease();

@@ -120,6 +120,7 @@ TEST_F(CopyTest, EachKindGoesToItsFolderOfTheStorageChosen) {
     const std::string picture = local("p.jpg", 1000);
     const std::string empty = local("e.mp4", 0);
     service->copyContentsMacToDevice(1, Array{content(picture)}, 2, 1);
+    waitUntilIdle(); // a request that meets the worker at the queue is lost
     service->copyContentsMacToDevice(2, Array{content(empty)}, 3, 0);
     waitUntilIdle();
     EXPECT_TRUE(arrived("Card/DCIM/Camera/p.jpg", picture));
@@ -234,6 +235,19 @@ TEST_F(CopyTest, ReleasedWhileTheOverwriteQuestionIsAsked) {
     EXPECT_TRUE(recorder.results(2).empty());
 }
 
+TEST_F(CopyTest, CancelledWhileTheOverwriteQuestionIsAskedThePresentFileStays) {
+    copy(1, {content(local("a.mp3", 1000, 1))});
+    auto delegate = std::make_shared<Delegate>();
+    service->setConfirmDelegate(delegate);
+    delegate->answer = true;
+    delegate->act = [&] { service->cancelFileAction(2); };
+    std::filesystem::create_directory(files.path("new"));
+    copy(2, {content(local("new/a.mp3", 1500, 2))});
+    EXPECT_EQ(recorder.progress(2).back().uint32("TransferStatus"), 3U);
+    EXPECT_TRUE(recorder.results(2).empty());
+    EXPECT_TRUE(arrived("Phone/Sounds/a.mp3", files.path("a.mp3")));
+}
+
 namespace {
 
 class FullDevice : public CopyTest {
@@ -342,6 +356,7 @@ TEST_F(CopyTest, ACopyIsKeptAsTheLocalOneAndRenewedWhenItIsStale) {
     EXPECT_EQ(service->copyContentToPlay(5, 0, 1, Dictionary{{"FilePath", target("a.mp3")}}), kept);
     tests::makeFile(kept, 10);
     EXPECT_EQ(service->copyContentToPlay(6, 0, 1, Dictionary{{"FilePath", target("a.mp3")}}), std::nullopt);
+    waitUntilIdle();
     EXPECT_EQ(service->copyContentToPlay(6, 0, 1, Dictionary{{"FilePath", target("none.mp3")}}), std::nullopt);
     waitUntilIdle();
 }

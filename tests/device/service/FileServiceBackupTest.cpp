@@ -108,6 +108,8 @@ TEST_F(FileServiceBackupTest, RestoringReplacesWhatIsThere) {
     EXPECT_EQ(onDevice("Phone/Music/a.mp3"), "new");
     put("Card/same/place", "card");
     EXPECT_TRUE(service->fileRestore(restorable())) << "again";
+    EXPECT_FALSE(service->fileRestore(restorable(), [] { return true; }));
+    EXPECT_EQ(onDevice("Phone/Music/a.mp3"), "new") << "nothing goes for a file that is not sent";
 }
 
 TEST_F(FileServiceBackupTest, NothingIsWrittenOutsideTheFolder) {
