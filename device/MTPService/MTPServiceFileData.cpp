@@ -62,30 +62,29 @@ MTPServicePrivate::Bytes MTPServicePrivate::readFileData(const Text& path) {
         return std::nullopt;
     }
     const Text localPath = localCopyPath(*path);
-    {
-        const Synchronized library(MtpControl::classMonitor());
-        const Text node = knownNode(*path);
-        bool isDirectory = false;
-        if (!_mtpControl->fileExistsAtPath(path, node, _currentDeviceNode, _storageHeadNode, &isDirectory)) {
-            QD_LOG(3, "%@ path is not exist", path);
-            return std::nullopt;
-        }
-        if (isDirectory) {
-            QD_LOG(3, "%@ path is Directory", path);
-            return std::nullopt;
-        }
-        if (!localPath) {
-            QD_LOG(3, "Consist of Download Folder failed");
-            return std::nullopt;
-        }
-        if (!platform::fileExists(*localPath) && !makeFolderOf(*localPath)) {
-            return std::nullopt;
-        }
-        if (!_mtpControl->uploadFileFromMTPEx(_currentDeviceNode, _storageHeadNode, node, path, localPath, nullptr,
-                                              nullptr, nullptr)) {
-            QD_LOG(1, "Download %@ to %@ failed", path, localPath);
-            return std::nullopt;
-        }
+    // To the end, also of the local copy: a second reader of the file makes its own in the same place.
+    const Synchronized library(MtpControl::classMonitor());
+    const Text node = knownNode(*path);
+    bool isDirectory = false;
+    if (!_mtpControl->fileExistsAtPath(path, node, _currentDeviceNode, _storageHeadNode, &isDirectory)) {
+        QD_LOG(3, "%@ path is not exist", path);
+        return std::nullopt;
+    }
+    if (isDirectory) {
+        QD_LOG(3, "%@ path is Directory", path);
+        return std::nullopt;
+    }
+    if (!localPath) {
+        QD_LOG(3, "Consist of Download Folder failed");
+        return std::nullopt;
+    }
+    if (!platform::fileExists(*localPath) && !makeFolderOf(*localPath)) {
+        return std::nullopt;
+    }
+    if (!_mtpControl->uploadFileFromMTPEx(_currentDeviceNode, _storageHeadNode, node, path, localPath, nullptr, nullptr,
+                                          nullptr)) {
+        QD_LOG(1, "Download %@ to %@ failed", path, localPath);
+        return std::nullopt;
     }
     Bytes data;
     callApplication([&] { data = readAll(*localPath); }); // there may be no memory for it

@@ -54,12 +54,12 @@ bool PlayFile::run() {
     }
     Text source = _request.sourcePath;
     Outcome outcome = receive(source);
-    if (outcome.status != DGSTATUS_SUCCESS && !TransferJob::isCancelStatus(outcome.status)) {
-        source = _service.convertAvailableString(source.value_or(""));
-        outcome = receive(source);
-    }
     if (_job.stopsForStatus(outcome.status)) {
         return outcome.received;
+    }
+    if (outcome.status != DGSTATUS_SUCCESS) {
+        source = _service.convertAvailableString(source.value_or(""));
+        outcome = receive(source); // cancelled in this attempt, the file counts as failed
     }
     if (outcome.received && outcome.status == DGSTATUS_SUCCESS) {
         _job.fileSucceeded();

@@ -3,6 +3,7 @@
 #include "tools/CommandOptions.h"
 #include "tools/DeviceTree.h"
 #include "tools/EntryText.h"
+#include "tools/Failure.h"
 #include "tools/JsonValue.h"
 #include "tools/ScreenText.h"
 #include "tools/Table.h"
@@ -43,26 +44,34 @@ void addContent(Table& table, DeviceTree& tree, const DeviceEntry& folder) {
     table.addRow({"Their size", valueText("FileSize", bytes)});
 }
 
+void printInformation(Environment& environment, DeviceSession& session, DeviceTree& tree, const DeviceEntry& entry) {
+    const platform::Dictionary information = informationOf(session, tree, entry);
+    if (environment.options.json) {
+        environment.console.print(jsonLine(information));
+        return;
+    }
+    Table table({Table::text(safeText(entry.name)), Table::text("")});
+    for (const auto& [key, value] : information) {
+        table.addRow({*key, valueText(*key, value)});
+    }
+    if (entry.isFolder && !tree.isStorage(entry)) {
+        addContent(table, tree, entry);
+    }
+    table.print(environment.console);
+}
+
 ExitStatus showInformation(Environment& environment, const std::vector<std::string>& paths) {
     const auto session = openDevice(environment.options, nullptr);
     DeviceTree tree(*session);
     ExitStatus status = ExitStatus::done;
     for (const std::string& path : paths) {
         std::string problem;
-        for (const DeviceEntry& entry : tree.find(path, problem)) {
-            const platform::Dictionary information = informationOf(*session, tree, entry);
-            if (environment.options.json) {
-                environment.console.print(jsonLine(information));
-                continue;
+        try {
+            for (const DeviceEntry& entry : tree.find(path, problem)) {
+                printInformation(environment, *session, tree, entry);
             }
-            Table table({Table::text(safeText(entry.name)), Table::text("")});
-            for (const auto& [key, value] : information) {
-                table.addRow({*key, valueText(*key, value)});
-            }
-            if (entry.isFolder && !tree.isStorage(entry)) {
-                addContent(table, tree, entry);
-            }
-            table.print(environment.console);
+        } catch (const Failure& failure) {
+            problem = failure.what(); // the other paths may lie in folders that can be listed
         }
         if (!problem.empty()) {
             environment.console.say(safeText(path) + ": " + problem);
