@@ -61,7 +61,7 @@ TEST_F(SyncCommandTest, FromDeviceToDeviceOneCancelledInTheMiddle) {
     const Texts copy = {"--virtual", box.path("device"), "--virtual", box.path("other"), "copy",  "-r",       "--to",
                         "other",     "--storage",        "card",      "--overwrite",     "never", "Phone/Any"};
     ToolProcess process = box.start(copy);
-    ASSERT_TRUE(process.waitFor(Stream::out, "1030.mp3"));
+    ASSERT_TRUE(process.waitFor(Stream::out, "1002.mp3"));
     process.signal(SIGINT);
     const ToolResult cancelled = process.wait();
     EXPECT_EQ(cancelled.status, 1) << cancelled.out;

@@ -51,6 +51,7 @@ VirtualService::VirtualService(std::uint64_t capacity)
     service->setLocationID(device->locationID());
     service->setDeviceInformation(platform::Dictionary{{"MN", "Model"}, {"HVID", "Vault:10027009"}});
     EXPECT_TRUE(service->storageInfoLists());
+    waitUntilIdle(); // the first request must find the worker waiting
 }
 
 VirtualService::~VirtualService() {
