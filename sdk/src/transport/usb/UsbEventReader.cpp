@@ -21,8 +21,10 @@ struct UsbEventReader::Callback {
     }
 };
 
-UsbEventReader::UsbEventReader(libusb_device_handle* device, std::uint8_t endpoint, std::size_t packetSize)
-    : _device(device)
+UsbEventReader::UsbEventReader(UsbContext& context, libusb_device_handle* device, std::uint8_t endpoint,
+                               std::size_t packetSize)
+    : _context(context)
+    , _device(device)
     , _endpoint(endpoint)
     , _buffer((wantedBuffer + packetSize - 1) / packetSize * packetSize)
     , _transfer(libusb_alloc_transfer(0)) {
@@ -32,8 +34,12 @@ UsbEventReader::UsbEventReader(libusb_device_handle* device, std::uint8_t endpoi
 
 UsbEventReader::~UsbEventReader() {
     shut();
-    std::unique_lock lock(_mutex);
-    _changed.wait(lock, [this] { return !_posted; });
+    const auto isBack = [this] {
+        const std::lock_guard lock(_mutex);
+        return !_posted;
+    };
+    while (!_context.wait(isBack, std::chrono::hours(1))) {
+    }
     libusb_free_transfer(_transfer);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "transport/usb/UsbContext.h"
 #include "vemomtpsdk/Status.h"
 
 #include <chrono>
@@ -21,7 +22,8 @@ namespace mtpsdk {
 /// Transport::readEvent. Any thread.
 class UsbEventReader {
 public:
-    UsbEventReader(libusb_device_handle* device, std::uint8_t endpoint, std::size_t packetSize);
+    /// Context and handle must outlive it.
+    UsbEventReader(UsbContext& context, libusb_device_handle* device, std::uint8_t endpoint, std::size_t packetSize);
     /// Waits for the read to be given back by the system.
     ~UsbEventReader();
     UsbEventReader(const UsbEventReader&) = delete;
@@ -35,6 +37,7 @@ private:
     void post();
     void completed();
 
+    UsbContext& _context;
     libusb_device_handle* const _device;
     const std::uint8_t _endpoint;
     std::vector<std::byte> _buffer;

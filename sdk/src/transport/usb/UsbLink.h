@@ -26,6 +26,7 @@ public:
     UsbLink& operator=(const UsbLink&) = delete;
 
     [[nodiscard]] libusb_device_handle* handle() const { return _handle; }
+    [[nodiscard]] UsbContext& context() const { return *_device.context; }
     [[nodiscard]] const UsbInterface& interface() const { return _device.interface; }
     [[nodiscard]] UsbId id() const { return {_device.vendorId, _device.productId}; }
 

@@ -2,6 +2,7 @@
 #include "transport/usb/UsbPipe.h"
 
 #include <algorithm>
+#include <atomic>
 #include <libusb.h>
 
 namespace mtpsdk {
@@ -12,41 +13,41 @@ constexpr std::size_t wantedBlockSize = std::size_t{256} * 1024;
 } // namespace
 
 struct UsbPipe::Slot {
-    explicit Slot(UsbPipe& owner, std::size_t size)
-        : pipe(owner)
-        , buffer(size)
+    explicit Slot(std::size_t size)
+        : buffer(size)
         , transfer(libusb_alloc_transfer(0)) {}
     ~Slot() { libusb_free_transfer(transfer); }
     Slot(const Slot&) = delete;
     Slot& operator=(const Slot&) = delete;
 
     static void LIBUSB_CALL completed(libusb_transfer* transfer) {
-        auto& slot = *static_cast<Slot*>(transfer->user_data);
-        const std::lock_guard lock(slot.pipe._mutex);
-        slot.submitted = false;
-        slot.pipe._completed.notify_all();
+        static_cast<Slot*>(transfer->user_data)->submitted = false;
     }
 
-    UsbPipe& pipe;
     std::vector<std::byte> buffer;
     libusb_transfer* transfer;
-    bool submitted = false; ///< the system has it
+    std::atomic<bool> submitted = false; ///< the system has it
 };
 
-UsbPipe::UsbPipe(libusb_device_handle* device, std::uint8_t endpoint, std::size_t packetSize, std::size_t depth)
-    : _device(device)
+UsbPipe::UsbPipe(UsbContext& context, libusb_device_handle* device, std::uint8_t endpoint, std::size_t packetSize,
+                 std::size_t depth)
+    : _context(context)
+    , _device(device)
     , _endpoint(endpoint)
     , _packetSize(packetSize)
     , _blockSize(std::max(wantedBlockSize / packetSize, std::size_t{1}) * packetSize) {
     for (std::size_t i = 0; i < depth; ++i) {
-        _slots.push_back(std::make_unique<Slot>(*this, _blockSize));
+        _slots.push_back(std::make_unique<Slot>(_blockSize));
     }
 }
 
 UsbPipe::~UsbPipe() {
     shut();
-    std::unique_lock lock(_mutex);
-    _completed.wait(lock, [this] { return std::ranges::none_of(_slots, &Slot::submitted); });
+    const auto allAreBack = [this] {
+        return std::ranges::none_of(_slots, [](const auto& slot) { return slot->submitted.load(); });
+    };
+    while (!_context.wait(allAreBack, std::chrono::hours(1))) {
+    }
 }
 
 std::span<std::byte> UsbPipe::buffer() {
@@ -72,11 +73,14 @@ PipeResult UsbPipe::submit(std::size_t length) {
     constexpr unsigned unlimited = 0;
     libusb_fill_bulk_transfer(slot.transfer, _device, _endpoint, reinterpret_cast<unsigned char*>(slot.buffer.data()),
                               static_cast<int>(length), &Slot::completed, &slot, unlimited);
-    switch (libusb_submit_transfer(slot.transfer)) {
-    case LIBUSB_SUCCESS:
-        slot.submitted = true;
+    slot.submitted = true; // the callback may run before the call below returns
+    const int error = libusb_submit_transfer(slot.transfer);
+    if (error == LIBUSB_SUCCESS) {
         ++_inFlight;
         return PipeResult::done;
+    }
+    slot.submitted = false;
+    switch (error) {
     case LIBUSB_ERROR_NO_DEVICE:
         return PipeResult::gone;
     case LIBUSB_ERROR_NO_MEM:
@@ -104,11 +108,11 @@ PipeResult UsbPipe::resultOf(const Slot& slot) {
 BulkPipe::Block UsbPipe::take(std::chrono::milliseconds patience) {
     Slot& slot = *_slots[_oldest];
     Block block;
-    std::unique_lock lock(_mutex);
-    if (!_completed.wait_for(lock, patience, [&] { return !slot.submitted; })) {
+    if (!_context.wait([&slot] { return !slot.submitted; }, patience)) {
         block.result = PipeResult::timedOut;
         return block;
     }
+    const std::lock_guard lock(_mutex);
     _oldest = (_oldest + 1) % _slots.size();
     --_inFlight;
     const auto moved = static_cast<std::size_t>(slot.transfer->actual_length);

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "transport/usb/BulkPipe.h"
+#include "transport/usb/UsbContext.h"
 
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -13,11 +13,12 @@ struct libusb_device_handle;
 
 namespace mtpsdk {
 
-/// A bulk endpoint over asynchronous transfers. The context's events must be handled by a thread as long as it lives,
-/// and the handle must outlive it. shut() may be called from any thread.
+/// A bulk endpoint over asynchronous transfers of a context, whose events the thread that waits for one handles itself.
+/// Context and handle must outlive it. shut() may be called from any thread.
 class UsbPipe final : public BulkPipe {
 public:
-    UsbPipe(libusb_device_handle* device, std::uint8_t endpoint, std::size_t packetSize, std::size_t depth);
+    UsbPipe(UsbContext& context, libusb_device_handle* device, std::uint8_t endpoint, std::size_t packetSize,
+            std::size_t depth);
     /// Waits for what is in flight to be given back by the system.
     ~UsbPipe() override;
     UsbPipe(const UsbPipe&) = delete;
@@ -40,6 +41,7 @@ private:
     static PipeResult resultOf(const Slot& slot);
     void cancelAll();
 
+    UsbContext& _context;
     libusb_device_handle* const _device;
     const std::uint8_t _endpoint;
     const std::size_t _packetSize;
@@ -48,8 +50,7 @@ private:
     std::size_t _oldest = 0; ///< the slot that take() waits for
     std::size_t _inFlight = 0;
 
-    std::mutex _mutex; ///< of the slots' states and _shut; held while transfers are submitted and cancelled
-    std::condition_variable _completed;
+    std::mutex _mutex; ///< of _shut; held while transfers are submitted and cancelled
     bool _shut = false;
 };
 

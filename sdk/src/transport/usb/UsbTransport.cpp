@@ -37,11 +37,13 @@ std::unique_ptr<UsbTransport> UsbTransport::open(const UsbDevice& device, DGSTAT
 
 UsbTransport::UsbTransport(std::unique_ptr<UsbLink> link)
     : _link(std::move(link))
-    , _out(_link->handle(), _link->interface().bulkOut.address, _link->interface().bulkOut.packetSize, depth)
-    , _in(_link->handle(), _link->interface().bulkIn.address, _link->interface().bulkIn.packetSize, depth)
+    , _out(_link->context(), _link->handle(), _link->interface().bulkOut.address, _link->interface().bulkOut.packetSize,
+           depth)
+    , _in(_link->context(), _link->handle(), _link->interface().bulkIn.address, _link->interface().bulkIn.packetSize,
+          depth)
     , _reader(_in) {
     if (const UsbEndpoint& events = _link->interface().interruptIn; events.address != 0) {
-        _events.emplace(_link->handle(), events.address, std::max(events.packetSize, std::size_t{1}));
+        _events.emplace(_link->context(), _link->handle(), events.address, std::max(events.packetSize, std::size_t{1}));
     }
 }
 
