@@ -18,10 +18,6 @@ bool leftAlone() {
     return std::getenv("MTPSERVICE_NO_USB") != nullptr;
 }
 
-std::vector<UsbDevice> attachedUsbDevices() {
-    return leftAlone() || !anyUsbCandidate() ? std::vector<UsbDevice>() : findUsbDevices();
-}
-
 std::string describe(const char* purpose, const UsbEndpoint& endpoint) {
     return endpoint.address == 0
                ? fmt::format("{}: none", purpose)
@@ -30,9 +26,21 @@ std::string describe(const char* purpose, const UsbEndpoint& endpoint) {
 
 } // namespace
 
+std::vector<UsbDevice> UsbDevices::attached(Look look) {
+    const UsbSurvey survey = leftAlone() ? UsbSurvey() : surveyUsb();
+    const std::lock_guard lock(_lookMutex);
+    if (!survey.anyCandidate) {
+        _found.clear();
+    } else if (_found.empty() || survey.attached != _surveyed) {
+        _found = findUsbDevices();
+        _surveyed = survey.attached;
+    }
+    return look == Look::take ? std::exchange(_found, {}) : _found;
+}
+
 std::vector<vemomtpsdk::AttachedDevice> UsbDevices::devices() {
     std::vector<vemomtpsdk::AttachedDevice> attached;
-    for (const UsbDevice& found : attachedUsbDevices()) {
+    for (const UsbDevice& found : this->attached(Look::share)) {
         vemomtpsdk::AttachedDevice device;
         device.locationId = found.locationId;
         device.friendlyName = found.product.empty() ? "MTP device" : found.product;
@@ -48,7 +56,7 @@ std::vector<vemomtpsdk::AttachedDevice> UsbDevices::devices() {
 }
 
 DGSTATUS UsbDevices::openTransport(std::uint32_t locationId, std::unique_ptr<Transport>& transport) {
-    const std::vector<UsbDevice> attached = attachedUsbDevices();
+    const std::vector<UsbDevice> attached = this->attached(Look::take);
     const auto device = std::ranges::find(attached, locationId, &UsbDevice::locationId);
     if (device == attached.end()) {
         return DGSTATUS_NO_DEVICE_ATTACHED;
@@ -61,7 +69,7 @@ DGSTATUS UsbDevices::openTransport(std::uint32_t locationId, std::unique_ptr<Tra
 }
 
 std::vector<vemomtpsdk::NamedText> UsbDevices::describeLine(std::uint32_t locationId) {
-    const std::vector<UsbDevice> attached = attachedUsbDevices();
+    const std::vector<UsbDevice> attached = this->attached(Look::share);
     const auto device = std::ranges::find(attached, locationId, &UsbDevice::locationId);
     if (device == attached.end()) {
         return {};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "devices/DeviceRegistry.h"
+#include "transport/usb/UsbDeviceFinder.h"
 
 #include <cstdint>
 #include <map>
@@ -12,7 +13,8 @@
 
 namespace mtpsdk {
 
-/// The MTP devices on the USB buses, looked for at every question; none while the variable MTPSERVICE_NO_USB is set.
+/// The MTP devices on the USB buses, looked for at every question after something was plugged in or out; none while the
+/// variable MTPSERVICE_NO_USB is set.
 class UsbDevices final : public DeviceSource {
 public:
     [[nodiscard]] std::vector<vemomtpsdk::AttachedDevice> devices() override;
@@ -23,8 +25,14 @@ public:
     [[nodiscard]] std::shared_ptr<void> watch(std::function<void()> changed) override;
 
 private:
+    enum class Look { share, take };
+    /// The devices attached now. Who takes them has their context to itself.
+    [[nodiscard]] std::vector<UsbDevice> attached(Look look);
     void tell(std::uint32_t locationId, const std::string& reason);
 
+    std::mutex _lookMutex;
+    std::vector<UsbDevice> _found; ///< at the last look, unless it was taken
+    std::string _surveyed;         ///< what was attached then
     std::mutex _mutex;
     std::map<std::uint32_t, std::string> _told; ///< by location, until the device opens
 };

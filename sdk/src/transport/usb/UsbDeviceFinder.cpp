@@ -97,6 +97,12 @@ bool takeInterface(UsbDevice& found) {
     return true;
 }
 
+bool isCandidate(const std::filesystem::path& interface) {
+    const std::string interfaceClass = firstLine(interface / "bInterfaceClass");
+    return interfaceClass == "06" || interfaceClass == "ff" ||
+           firstLine(interface / "interface").find("MTP") != std::string::npos;
+}
+
 bool describe(UsbDevice& found) {
     libusb_device_descriptor descriptor{};
     std::array<std::uint8_t, 7> ports{};
@@ -129,17 +135,17 @@ std::string speedOf(const UsbDevice& device) {
     return firstLine(systemDevices() / device.port / "speed") + " Mbit/s";
 }
 
-bool anyUsbCandidate() {
+UsbSurvey surveyUsb() {
+    UsbSurvey survey;
     std::error_code error;
     for (auto each = std::filesystem::directory_iterator(systemDevices(), error);
          !error && each != std::filesystem::directory_iterator(); each.increment(error)) {
-        const std::string deviceClass = firstLine(each->path() / "bInterfaceClass");
-        if (deviceClass == "06" || deviceClass == "ff" ||
-            firstLine(each->path() / "interface").find("MTP") != std::string::npos) {
-            return true;
-        }
+        const std::string name = each->path().filename().string();
+        const bool isInterface = name.find(':') != std::string::npos;
+        survey.attached += name + ' ' + (isInterface ? std::string() : firstLine(each->path() / "devnum")) + '\n';
+        survey.anyCandidate = survey.anyCandidate || (isInterface && isCandidate(each->path()));
     }
-    return false;
+    return survey;
 }
 
 std::vector<UsbDevice> findUsbDevices() {

@@ -32,9 +32,12 @@ struct UsbDevice {
 
 /// How fast the device is connected, like "480 Mbit/s".
 [[nodiscard]] std::string speedOf(const UsbDevice& device);
-/// Whether any attached device has an interface that could carry MTP: one look at what the system tells of all devices,
-/// much cheaper than findUsbDevices.
-[[nodiscard]] bool anyUsbCandidate();
+/// One look at what the system tells of all devices, much cheaper than findUsbDevices.
+struct UsbSurvey {
+    bool anyCandidate = false; ///< whether any device has an interface that could carry MTP
+    std::string attached;      ///< equal texts: nothing was plugged in or out, or set up anew, in between
+};
+[[nodiscard]] UsbSurvey surveyUsb();
 /// The MTP devices attached now, by their descriptors and names: the still-image class, an interface named "MTP", or
 /// the Microsoft OS descriptor of an interface without a class. Only for the last is a device spoken to, once.
 [[nodiscard]] std::vector<UsbDevice> findUsbDevices();
