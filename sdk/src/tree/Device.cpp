@@ -55,6 +55,7 @@ void Device::hangUp() {
 }
 
 void Device::closeSession() {
+    _storageListing.reset();
     std::unique_ptr<EventThread> events;
     std::shared_ptr<Session> session;
     {

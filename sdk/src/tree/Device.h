@@ -13,6 +13,7 @@
 #include "vemomtpsdk/Devices.h"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -149,6 +150,8 @@ private:
     [[nodiscard]] DGSTATUS openSession();
     void closeSession();
     [[nodiscard]] DGSTATUS listStorages();
+    /// Whether nothing was asked, done or told since they were listed, a moment ago.
+    [[nodiscard]] bool storagesAreFresh();
     void describeStorage(NodeIndex storage, const StorageInfo& info);
     void dropMissingStorages(const std::vector<std::uint32_t>& ids);
 
@@ -200,6 +203,11 @@ private:
 
     NodeTree _tree;
     unsigned _storageReferences = 0;
+    struct StorageListing {
+        std::uint64_t transactions = 0; ///< of the session, when it ended
+        std::chrono::steady_clock::time_point ended;
+    };
+    std::optional<StorageListing> _storageListing; ///< the last one, as long as nothing speaks against it
     MediaCache _media;
     OwnChanges _ownChanges;
     PlaylistReferences _references;

@@ -29,6 +29,7 @@ void Device::handleEvent(const Session::Event& event) {
 /// Finds the node that the event is about. false: no news, since the change was made here.
 bool Device::prepare(PendingEvent& pending, _MTP_COMMON_NODE*& target) {
     const std::uint32_t subject = pending.event.parameters[0];
+    _storageListing.reset();
     switch (pending.event.code) {
     case EventCode::ObjectAdded:
         return prepareAdded(pending, target);

@@ -32,6 +32,9 @@ std::u16string labelOf(const StorageInfo& info) {
     return label.empty() ? u"Storage" : safeName(label);
 }
 
+/// Whoever opens a device asks for its storages several times in a row. No person changes anything in between.
+constexpr auto freshFor = std::chrono::milliseconds(500);
+
 /// The lower half of a storage ID numbers the volumes of a slot; 0 is a slot without a medium.
 bool hasMedium(std::uint32_t storageId) {
     return (storageId & 0xFFFFU) != 0;
@@ -58,7 +61,16 @@ DGSTATUS Device::openStorageList(NodeIndex& head) {
     return DGSTATUS_SUCCESS;
 }
 
+bool Device::storagesAreFresh() {
+    return _storageListing && _storageListing->transactions == session().transactionCount() &&
+           std::chrono::steady_clock::now() - _storageListing->ended < freshFor;
+}
+
 DGSTATUS Device::listStorages() {
+    if (storagesAreFresh()) {
+        return DGSTATUS_SUCCESS;
+    }
+    _storageListing.reset();
     std::vector<std::uint32_t> ids;
     const DGSTATUS status = session().storageIds(ids);
     if (status != DGSTATUS_SUCCESS) {
@@ -85,6 +97,7 @@ DGSTATUS Device::listStorages() {
         _tree.setHidden(storage, false);
         describeStorage(storage, info);
     }
+    _storageListing = {session().transactionCount(), std::chrono::steady_clock::now()};
     return DGSTATUS_SUCCESS;
 }
 
@@ -116,6 +129,7 @@ void Device::releaseStorageList() {
     if (_storageReferences == 0 || --_storageReferences != 0) {
         return;
     }
+    _storageListing.reset();
     const std::vector<NodeIndex> known = _tree.storages();
     for (const NodeIndex storage : known) {
         if (!_tree.at(storage).hidden) {
