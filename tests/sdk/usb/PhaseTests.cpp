@@ -159,6 +159,53 @@ TEST(PhaseReader, PhasesOfEveryLengthAreToldApart) {
     }
 }
 
+TEST(PhaseReader, ReadsPostedAheadTakeTheSamePhases) {
+    for (const bool closedByEmptyPacket : {true, false}) {
+        for (const std::size_t size : awkwardLengths) {
+            PlayedPipe pipe(true);
+            PhaseReader reader(pipe);
+            for (int transaction = 0; transaction < 2; ++transaction) {
+                const std::string what = std::to_string(size) + " in transaction " + std::to_string(transaction);
+                reader.beginTransaction(2);
+                EXPECT_EQ(pipe.inFlight(), 2U);
+                pipe.play(data(size), closedByEmptyPacket);
+                pipe.play(response);
+                expectPhase(reader, data(size), "data " + what);
+                expectPhase(reader, response, "response " + what);
+                EXPECT_EQ(pipe.inFlight(), 0U) << "a read is posted behind the end";
+                EXPECT_TRUE(pipe.packets.empty());
+            }
+        }
+    }
+}
+
+TEST(PhaseReader, ReadsPostedAheadForWhatDoesNotComeAreTakenBack) {
+    PlayedPipe pipe(true);
+    PhaseReader reader(pipe);
+    reader.beginTransaction(2);
+    pipe.play(response);
+    expectPhase(reader, response, "a refusal without data");
+    EXPECT_EQ(pipe.inFlight(), 0U);
+    EXPECT_EQ(pipe.leftBehind, 1U);
+
+    reader.beginTransaction(2);
+    reader.dropReadAhead();
+    EXPECT_EQ(pipe.inFlight(), 0U) << "the command did not go out";
+
+    reader.beginTransaction(2);
+    pipe.play(data(100));
+    expectPhase(reader, data(100), "data whose response nobody waits for");
+    pipe.play(response);
+    reader.beginTransaction();
+    EXPECT_EQ(pipe.inFlight(), 0U) << "the next command may be followed by data";
+    expectPhase(reader, response, "what came late");
+
+    reader.beginTransaction(2);
+    Bytes bytes;
+    EXPECT_EQ(readPhase(reader, bytes), PipeResult::timedOut);
+    EXPECT_EQ(pipe.inFlight(), 0U);
+}
+
 TEST(PhaseReader, AForgottenEmptyPacketIsNotMissed) {
     for (const std::size_t size : awkwardLengths) {
         PlayedPipe pipe(true);

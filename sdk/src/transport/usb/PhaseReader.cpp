@@ -27,36 +27,60 @@ std::optional<std::uint64_t> toldLength(std::span<const std::byte> start) {
 
 } // namespace
 
+std::size_t PhaseReader::firstSize() const {
+    return std::min(wholePackets(firstRead, _pipe.packetSize()), _pipe.blockSize());
+}
+
+void PhaseReader::beginTransaction(std::size_t phasesToCome) {
+    stashReadAhead();
+    _answered.reset();
+    // What came already is looked at first, and tells how much to ask for.
+    _isAhead = _stash.empty() && phasesToCome > 0;
+    for (std::size_t i = 0; _isAhead && i < phasesToCome; ++i) {
+        (void) submit(firstSize()); // a line that fails does so again when it is waited for
+    }
+}
+
+void PhaseReader::dropReadAhead() {
+    stashReadAhead();
+    forgetStash();
+}
+
+PipeResult PhaseReader::submit(std::size_t size) {
+    const PipeResult result = _pipe.submit(size);
+    _asked += result == PipeResult::done ? size : 0;
+    return result;
+}
+
 std::size_t PhaseReader::wanted(const Phase& phase) const {
     const std::size_t block = _pipe.blockSize();
     if (phase.received == 0) {
         // Until the header is here nobody knows how much to ask for.
-        return _pipe.inFlight() == 0 ? std::min(wholePackets(firstRead, _pipe.packetSize()), block) : 0;
+        return _pipe.inFlight() == 0 ? firstSize() : 0;
     }
     if (!phase.length) {
         return block;
     }
-    const std::uint64_t missing = *phase.length - std::min(*phase.length, phase.received + phase.asked);
+    const std::uint64_t missing = *phase.length - std::min(*phase.length, phase.received + _asked);
     return missing >= block ? block : wholePackets(missing, _pipe.packetSize());
 }
 
-PipeResult PhaseReader::post(Phase& phase) {
+PipeResult PhaseReader::post(const Phase& phase) {
     while (!_pipe.buffer().empty()) {
         const std::size_t size = wanted(phase);
         if (size == 0) {
             break;
         }
-        const PipeResult result = _pipe.submit(size);
+        const PipeResult result = submit(size);
         if (result != PipeResult::done) {
             const bool enough = result == PipeResult::full && _pipe.inFlight() > 0;
             return enough ? PipeResult::done : result;
         }
-        phase.asked += size;
     }
     return PipeResult::done;
 }
 
-BulkPipe::Block PhaseReader::next(Phase& phase, std::chrono::milliseconds patience) {
+BulkPipe::Block PhaseReader::next(const Phase& phase, std::chrono::milliseconds patience) {
     BulkPipe::Block block;
     if (!_stash.empty()) {
         _current = std::move(_stash.front());
@@ -68,14 +92,16 @@ BulkPipe::Block PhaseReader::next(Phase& phase, std::chrono::milliseconds patien
     block.result = post(phase);
     if (block.result == PipeResult::done) {
         block = _pipe.take(patience);
-        phase.asked -= block.result == PipeResult::timedOut ? 0 : block.asked;
+        _asked -= block.result == PipeResult::timedOut ? 0 : block.asked;
     }
     return block;
 }
 
 bool PhaseReader::take(Phase& phase, const BulkPipe::Block& block, const BlockSink& sink) {
     if (phase.received == 0) {
+        const auto header = decodeHeader(block.data);
         phase.length = toldLength(block.data);
+        phase.isResponse = header && header->type == ContainerType::Response;
         noteAnswer(block.data);
     }
     std::span<std::byte> part = block.data;
@@ -116,11 +142,14 @@ PipeResult PhaseReader::receive(const BlockSink& sink, std::chrono::milliseconds
             return giveUp(PipeResult::stopped);
         }
     }
-    stashReadAhead();
+    if (!_isAhead || phase.isResponse) {
+        stashReadAhead();
+    }
     return PipeResult::done;
 }
 
 void PhaseReader::stashReadAhead() {
+    _isAhead = false;
     if (_pipe.inFlight() == 0) {
         return;
     }
@@ -131,6 +160,7 @@ void PhaseReader::stashReadAhead() {
             _stash.push_back({{block.data.begin(), block.data.end()}, block.isShort});
         }
     }
+    _asked = 0;
 }
 
 void PhaseReader::noteAnswer(std::span<const std::byte> start) {
@@ -149,13 +179,15 @@ void PhaseReader::forgetStash() {
 
 PipeResult PhaseReader::giveUp(PipeResult result) {
     abandon(_pipe);
+    _asked = 0;
+    _isAhead = false;
     forgetStash();
     return result;
 }
 
 PipeResult PhaseReader::drain(std::chrono::milliseconds silence, std::chrono::milliseconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
-    forgetStash();
+    dropReadAhead();
     for (;;) {
         PipeResult result = _pipe.submit(_pipe.blockSize());
         if (result == PipeResult::done) {

@@ -28,6 +28,33 @@ constexpr auto noticeCancel = 200ms;
 /// A transfer that fails may be the first sign of a device that was pulled out: the system knows a moment later.
 constexpr auto unplugNotice = 1s;
 
+/// How many small phases the device sends in answer to a command, where that is known before; 0 for all else. No read
+/// may be waiting while a device is still to take data.
+std::size_t phasesToCome(OperationCode operation) {
+    constexpr std::size_t responseAlone = 1;
+    constexpr std::size_t dataAndResponse = 2;
+    switch (operation) {
+    case OperationCode::OpenSession:
+    case OperationCode::CloseSession:
+    case OperationCode::DeleteObject:
+        return responseAlone;
+    case OperationCode::GetDeviceInfo:
+    case OperationCode::GetStorageIDs:
+    case OperationCode::GetStorageInfo:
+    case OperationCode::GetObjectHandles:
+    case OperationCode::GetObjectInfo:
+    case OperationCode::GetDevicePropValue:
+    case OperationCode::GetObjectPropsSupported:
+    case OperationCode::GetObjectPropDesc:
+    case OperationCode::GetObjectPropValue:
+    case OperationCode::GetObjectPropList:
+    case OperationCode::GetObjectReferences:
+        return dataAndResponse;
+    default:
+        return 0;
+    }
+}
+
 } // namespace
 
 std::unique_ptr<UsbTransport> UsbTransport::open(const UsbDevice& device, DGSTATUS& status, std::string& reason) {
@@ -64,11 +91,15 @@ std::chrono::milliseconds UsbTransport::patience() const {
 
 DGSTATUS UsbTransport::send(std::span<const std::byte> header, std::uint64_t payloadLength, const BlockSource& source) {
     const auto decoded = decodeHeader(header);
-    if (decoded && decoded->type == ContainerType::Command) {
+    const bool isCommand = decoded && decoded->type == ContainerType::Command;
+    if (isCommand) {
         _operation = static_cast<OperationCode>(decoded->code);
-        _reader.beginTransaction();
+        _reader.beginTransaction(phasesToCome(*_operation));
     }
     const PipeResult result = writePhase(_out, header, payloadLength, source, patience());
+    if (isCommand && result != PipeResult::done) {
+        _reader.dropReadAhead();
+    }
     _cutShort = result != PipeResult::done && payloadLength > 0;
     return conclude(result);
 }
