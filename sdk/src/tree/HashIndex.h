@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -62,7 +63,8 @@ public:
 
 private:
     [[nodiscard]] std::size_t start(std::uint32_t hash) const {
-        return (hash * std::uint64_t{0x9E3779B97F4A7C15} >> 32U) & (_places.size() - 1);
+        // Multiplied by the golden section, numbers that follow each other, as handles do, hardly ever meet up there.
+        return hash * std::uint64_t{0x9E3779B97F4A7C15} >> (65 - std::bit_width(_places.size()));
     }
     [[nodiscard]] std::size_t next(std::size_t at) const { return (at + 1) & (_places.size() - 1); }
 
