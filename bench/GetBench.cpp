@@ -16,28 +16,38 @@ namespace {
 constexpr std::size_t smallFiles = 2000;
 constexpr std::size_t listedFiles = 1000;
 
-void bigFiles(int rounds) {
+/// What becomes of each copy: kept, so that the disk has its part in what is measured; or removed at once, so that all
+/// happens in memory, and every copy gets the memory that the one before it had.
+enum class Copies { kept, removed };
+
+void bigFiles(int rounds, Copies copies) {
     const bench::Folder work("bench-get");
     const bench::Device device(MTPSERVICE_BINARY, work.path());
     for (std::uint64_t i = 0; i < 4; ++i) {
         bench::writeFile(device.storage() / "Videos" / ("film" + std::to_string(i) + ".mp4"), 512ULL << 20, i);
     }
+    const auto settle = [&](const std::filesystem::path& made) {
+        copies == Copies::kept ? sync() : static_cast<void>(std::filesystem::remove_all(made));
+    };
+    const char* const title = copies == Copies::kept ? "4 x 512 MiB" : "4 x 512 MiB in memory";
     std::vector<double> ratios;
+    sync();
     for (int round = 0; round < rounds; ++round) {
-        const std::string name = std::to_string(round);
-        sync();
-        const bench::Run copy = bench::runProgram(
-            {"cp", "-r", (device.storage() / "Videos").string(), (work.path() / ("copy" + name)).string()});
+        const auto copied = work.path() / ("copy" + std::to_string(round));
+        const auto got = work.path() / ("got" + std::to_string(round));
+        const bench::Run copy =
+            bench::runProgram({"cp", "-r", (device.storage() / "Videos").string(), copied.string()});
         bench::require(copy, "cp");
-        sync();
-        const bench::Run get = device.run({"get", "-r", "Videos", "-o", (work.path() / ("got" + name)).string()});
+        settle(copied);
+        const bench::Run get = device.run({"get", "-r", "Videos", "-o", got.string()});
         bench::require(get, "get");
+        settle(got);
         ratios.push_back(get.seconds / copy.seconds);
-        std::printf("4 x 512 MiB, round %d: plain copy %.2f s, get %.2f s, ratio %.2f, peak memory %.1f MiB\n",
-                    round + 1, copy.seconds, get.seconds, ratios.back(), static_cast<double>(get.peakKiB) / 1024);
+        std::printf("%s, round %d: plain copy %.2f s, get %.2f s, ratio %.2f, peak memory %.1f MiB\n", title, round + 1,
+                    copy.seconds, get.seconds, ratios.back(), static_cast<double>(get.peakKiB) / 1024);
         std::fflush(stdout);
     }
-    std::printf("4 x 512 MiB: median ratio %.2f\n", bench::median(ratios));
+    std::printf("%s: median ratio %.2f\n", title, bench::median(ratios));
 }
 
 /// Runs the command, whose files' results are timed.
@@ -75,16 +85,19 @@ void manyFiles() {
 } // namespace
 
 int main(int argc, char** argv) {
-    // GetBench [ROUNDS [small|big]]
+    // GetBench [ROUNDS [small|big|memory]]
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     const std::string which = argc > 2 ? argv[2] : "";
-    if (which != "big") {
+    if (which.empty() || which == "small") {
         for (int round = 0; round < rounds; ++round) {
             manyFiles();
         }
     }
-    if (which != "small") {
-        bigFiles(rounds);
+    if (which.empty() || which == "big") {
+        bigFiles(rounds, Copies::kept);
+    }
+    if (which.empty() || which == "memory") {
+        bigFiles(rounds, Copies::removed);
     }
     return 0;
 }
