@@ -17,6 +17,14 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
     return path.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
+std::string_view lastComponent(std::string_view path) {
+    const std::string_view trimmed = withoutTrailingSlashes(path);
+    if (trimmed.empty()) {
+        return path.empty() ? "" : "/";
+    }
+    return trimmed.substr(trimmed.rfind('/') + 1);
+}
+
 /// The home folder from the password database; empty when the user is not in it.
 std::string homeFromPasswordDatabase() {
     passwd entry{};
@@ -51,17 +59,13 @@ std::vector<std::string> pathComponents(std::string_view path) {
 }
 
 std::string lastPathComponent(std::string_view path) {
-    const std::string_view trimmed = withoutTrailingSlashes(path);
-    if (trimmed.empty()) {
-        return path.empty() ? "" : "/";
-    }
-    return std::string(trimmed.substr(trimmed.rfind('/') + 1));
+    return std::string(lastComponent(path));
 }
 
 std::string pathExtension(std::string_view path) {
-    const std::string name = lastPathComponent(path);
+    const std::string_view name = lastComponent(path);
     const std::size_t dot = name.rfind('.');
-    return dot == std::string::npos || dot == 0 ? "" : name.substr(dot + 1);
+    return dot == std::string_view::npos || dot == 0 ? "" : std::string(name.substr(dot + 1));
 }
 
 std::string deletingLastPathComponent(std::string_view path) {

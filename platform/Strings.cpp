@@ -46,13 +46,15 @@ char asciiLower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-bool equalAsciiLetters(char left, char right) {
-    return asciiLower(left) == asciiLower(right);
-}
+/// An object, so that searches have it inline; lists ask it of every letter of their paths.
+constexpr auto equalAsciiLetters = [](char left, char right) { return asciiLower(left) == asciiLower(right); };
 
-std::string mapped(std::string_view text, char (*map)(char)) {
+template <char (*map)(char)>
+std::string mapped(std::string_view text) {
     std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), map);
+    for (char& letter : result) {
+        letter = map(letter);
+    }
     return result;
 }
 
@@ -147,7 +149,7 @@ std::u16string precomposed(std::u16string_view text) {
 
 std::string upperCased(std::string_view text) {
     if (isAscii(text)) {
-        return mapped(text, asciiUpper);
+        return mapped<asciiUpper>(text);
     }
     const std::u16string wide = toUtf16(text);
     return toUtf8(transformed(wide, [&](char16_t* buffer, std::int32_t capacity, UErrorCode* status) {
@@ -157,7 +159,7 @@ std::string upperCased(std::string_view text) {
 
 std::string lowerCased(std::string_view text) {
     if (isAscii(text)) {
-        return mapped(text, asciiLower);
+        return mapped<asciiLower>(text);
     }
     const std::u16string wide = toUtf16(text);
     return toUtf8(transformed(wide, [&](char16_t* buffer, std::int32_t capacity, UErrorCode* status) {
@@ -166,7 +168,7 @@ std::string lowerCased(std::string_view text) {
 }
 
 std::string caseFolded(std::string_view text) {
-    return isAscii(text) ? mapped(text, asciiLower) : toUtf8(caseFolded(toUtf16(text)));
+    return isAscii(text) ? mapped<asciiLower>(text) : toUtf8(caseFolded(toUtf16(text)));
 }
 
 std::u16string caseFolded(std::u16string_view text) {

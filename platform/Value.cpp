@@ -158,7 +158,7 @@ Value::Value(const Date& value)
 Value::Value(Array value)
     : _value(std::make_shared<const Array>(std::move(value))) {}
 Value::Value(Dictionary value)
-    : _value(std::make_shared<const Dictionary>(std::move(value))) {}
+    : _value(std::make_shared<Dictionary>(std::move(value))) {}
 
 Value::Kind Value::kind() const {
     // Media dictionaries are made by the hundred thousand: rare, larger alternatives are kept outside.
@@ -215,8 +215,19 @@ const Array* Value::array() const {
 }
 
 const Dictionary* Value::dictionary() const {
-    const auto* dictionary = std::get_if<std::shared_ptr<const Dictionary>>(&_value);
+    const auto* dictionary = std::get_if<std::shared_ptr<Dictionary>>(&_value);
     return dictionary ? dictionary->get() : nullptr;
+}
+
+Dictionary* Value::ownDictionary() {
+    auto* dictionary = std::get_if<std::shared_ptr<Dictionary>>(&_value);
+    if (dictionary == nullptr) {
+        return nullptr;
+    }
+    if (dictionary->use_count() != 1) {
+        *dictionary = std::make_shared<Dictionary>(**dictionary);
+    }
+    return dictionary->get();
 }
 
 std::string Value::description() const {

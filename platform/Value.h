@@ -32,8 +32,8 @@ struct ObjectRef {
 /// One value that crosses the application's border: null, bool, signed or unsigned integer, double, string, date,
 /// array, dictionary or object reference.
 ///
-/// Strings are UTF-8. Strings, arrays and dictionaries are shared between copies and immutable once inside a value,
-/// so copying and moving are cheap and values may be read from several threads at once.
+/// Strings are UTF-8. Strings, arrays and dictionaries are shared between copies and immutable once inside a value (but
+/// for ownDictionary), so copying and moving are cheap and values may be read from several threads at once.
 /// Reading the wrong kind answers "missing" (nullopt or null), never an exception; reading a number accepts any
 /// integer kind that holds it without loss, and a boolean as 0 or 1.
 class MTPSERVICE_EXPORT Value {
@@ -79,6 +79,9 @@ public:
     [[nodiscard]] std::optional<Date> date() const;
     [[nodiscard]] const Array* array() const;
     [[nodiscard]] const Dictionary* dictionary() const;
+    /// The dictionary for changes, which only this value sees: one that copies share is copied first. Null when this is
+    /// none. Not while another thread may copy this value or drop a copy.
+    [[nodiscard]] Dictionary* ownDictionary();
     /// The object when the reference was made from a `std::shared_ptr<T>` of exactly this T, else null.
     template <typename T>
     [[nodiscard]] std::shared_ptr<T> object() const {
@@ -95,7 +98,7 @@ public:
 
 private:
     std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::shared_ptr<const std::string>, Date,
-                 std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>, std::shared_ptr<const ObjectRef>>
+                 std::shared_ptr<const Array>, std::shared_ptr<Dictionary>, std::shared_ptr<const ObjectRef>>
         _value;
 };
 

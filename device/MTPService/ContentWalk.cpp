@@ -13,9 +13,9 @@ namespace {
 /// Deeper than any device nests; a tree that goes on below has been made up.
 constexpr unsigned greatestDepth = 1000;
 
-/// What a name listing and the listing of a folder tell of a file.
-constexpr std::size_t nameKeys = 3;
-constexpr std::size_t listingKeys = 7;
+/// What a name listing and the listing of a folder tell of a file, and the disk's index that lists by kind add.
+constexpr std::size_t nameKeys = 4;
+constexpr std::size_t listingKeys = 8;
 
 /// How often a list is begun anew that broke off because the device took the node away on which the step stood.
 constexpr int listAttempts = 3;
@@ -31,11 +31,11 @@ std::string childPath(const std::string& folder, const std::string& name) {
 }
 
 /// With room for so many keys, the three that it gets included.
-platform::Dictionary namedEntry(const std::string& name, const std::string& path, const void* node, std::size_t keys) {
+platform::Dictionary namedEntry(std::string name, std::string path, const void* node, std::size_t keys) {
     platform::Dictionary entry;
     entry.reserve(keys);
-    entry.set("FileName", name);
-    entry.set("FilePath", path);
+    entry.set("FileName", std::move(name));
+    entry.set("FilePath", std::move(path));
     entry.set("NodeID", MtpControl::nodeIDText(node));
     return entry;
 }
@@ -261,16 +261,17 @@ bool ContentWalk::addFiles(const std::vector<_MTP_FILE_NODE*>& files, const std:
 }
 
 bool ContentWalk::addFile(_MTP_FILE_NODE& file, const std::string& path) {
-    const MtpControl::Text name = nameOf(file);
+    MtpControl::Text name = nameOf(file);
     if (_rules.extensions != nullptr && !_control.isMatchFileExtension(name, *_rules.extensions)) {
         return true;
     }
-    const MtpControl::Text filePath = childPath(path, *name);
+    std::string filePath = childPath(path, *name);
     if (_rules.detail == Detail::metadata) {
         return addMetadata(file, name, filePath);
     }
     const bool isName = _rules.detail == Detail::names;
-    platform::Dictionary entry = namedEntry(*name, *filePath, &file, isName ? nameKeys : listingKeys);
+    platform::Dictionary entry =
+        namedEntry(*std::move(name), std::move(filePath), &file, isName ? nameKeys : listingKeys);
     if (!isName) {
         describeFile(_control, file, entry);
     }

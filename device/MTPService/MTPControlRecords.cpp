@@ -13,6 +13,10 @@ namespace {
 
 constexpr char16_t firstNonAscii = 0x80;
 
+bool isAscii(std::span<const std::uint16_t> units) {
+    return std::all_of(units.begin(), units.end(), [](std::uint16_t unit) { return unit < firstNonAscii; });
+}
+
 char asciiLower(std::uint16_t unit) {
     return static_cast<char>(unit >= 'A' && unit <= 'Z' ? unit - 'A' + 'a' : unit);
 }
@@ -36,7 +40,8 @@ std::span<const std::uint16_t> boundedUnits(const std::uint16_t* text, std::uint
 }
 
 std::string textOf(std::span<const std::uint16_t> units) {
-    return platform::toUtf8(std::u16string(units.begin(), units.end()));
+    return isAscii(units) ? std::string(units.begin(), units.end())
+                          : platform::toUtf8(std::u16string(units.begin(), units.end()));
 }
 
 std::optional<std::string> nodeText(const RecordText& text, std::uint32_t size) {
@@ -62,7 +67,7 @@ bool NameMatcher::matchesAscii(std::span<const std::uint16_t> units) const {
 }
 
 bool NameMatcher::matches(std::span<const std::uint16_t> units) const {
-    if (std::all_of(units.begin(), units.end(), [](std::uint16_t unit) { return unit < firstNonAscii; })) {
+    if (isAscii(units)) {
         return matchesAscii(units);
     }
     try {

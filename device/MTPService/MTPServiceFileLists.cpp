@@ -130,12 +130,10 @@ std::optional<Array> MTPServicePrivate::consistOfMediaContents(std::uint32_t dis
                 contents.emplace_back(*std::move(podcast));
             }
         } else if (!podcastFolder.holds(textIn(*file, "FilePath"))) {
-            Dictionary content;
-            content.reserve(file->size() + 1);
-            content.merge(*file);
-            value = Value(); // its memory is what the next copy takes
-            content.set("diskIndex", diskIndex);
-            contents.emplace_back(std::move(content));
+            Dictionary* content = value.ownDictionary();
+            content->reserve(content->size() + 1);
+            content->set("diskIndex", diskIndex);
+            contents.push_back(std::move(value));
         }
     }
     return contents;

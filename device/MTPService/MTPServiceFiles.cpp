@@ -77,21 +77,17 @@ void MTPServicePrivate::indexNode(const std::string& devicePath, const std::stri
 }
 
 void MTPServicePrivate::indexNodes(const platform::Array& files) {
-    std::vector<std::pair<std::string, std::string>> entries;
-    entries.reserve(files.size());
-    for (const platform::Value& value : files) {
-        const platform::Dictionary* file = value.dictionary();
-        const platform::Value* path = file == nullptr ? nullptr : file->find("FilePath");
-        const platform::Value* node = file == nullptr ? nullptr : file->find("NodeID");
-        if (path != nullptr && path->string() != nullptr && node != nullptr && node->string() != nullptr) {
-            entries.emplace_back(platform::upperCased(*path->string()), *node->string());
-        }
-    }
     _mediaContentInfoLists.with([&](ContentIndex& index) {
-        if (index) {
-            index->reserve(index->size() + entries.size());
-            for (auto& [path, node] : entries) {
-                index->insert_or_assign(std::move(path), std::move(node));
+        if (!index) {
+            return;
+        }
+        index->reserve(index->size() + files.size());
+        for (const platform::Value& value : files) {
+            const platform::Dictionary* file = value.dictionary();
+            const platform::Value* path = file == nullptr ? nullptr : file->find("FilePath");
+            const platform::Value* node = file == nullptr ? nullptr : file->find("NodeID");
+            if (path != nullptr && path->string() != nullptr && node != nullptr && node->string() != nullptr) {
+                index->insert_or_assign(platform::upperCased(*path->string()), *node->string());
             }
         }
     });

@@ -101,6 +101,18 @@ TEST(Value, objectsKeepTheirTypeAndLife) {
     EXPECT_TRUE(watched.expired());
 }
 
+TEST(Value, ownDictionaryIsChangedInThisValueAlone) {
+    Value value(Dictionary{{"a", 1}});
+    const Dictionary* const before = value.dictionary();
+    value.ownDictionary()->set("b", 2);
+    EXPECT_EQ(value.dictionary(), before) << "nobody shares it: nothing is copied";
+    const Value copy = value;
+    value.ownDictionary()->set("c", 3);
+    EXPECT_EQ(copy, Value(Dictionary{{"a", 1}, {"b", 2}}));
+    EXPECT_EQ(value, Value(Dictionary{{"a", 1}, {"b", 2}, {"c", 3}}));
+    EXPECT_EQ(Value("a").ownDictionary(), nullptr);
+}
+
 TEST(Value, description) {
     const platform::Date epoch;
     const Dictionary dictionary{{"b", Array{1, "x", Value()}}, {"a", true}, {"c", 2.5}, {"d", epoch}};

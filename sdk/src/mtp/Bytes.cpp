@@ -59,10 +59,12 @@ void ByteWriter::string(std::u16string_view text) {
         text = text.substr(0, splitsPair ? maximumTextUnits - 1 : maximumTextUnits);
     }
     u8(static_cast<std::uint8_t>(text.size() + 1));
+    std::size_t place = _bytes.size();
+    _bytes.resize(place + 2 * (text.size() + 1)); // the terminator included
     for (const char16_t unit : text) {
-        u16(unit);
+        _bytes[place++] = static_cast<std::byte>(unit);
+        _bytes[place++] = static_cast<std::byte>(unit >> 8);
     }
-    u16(0);
 }
 
 } // namespace mtpsdk

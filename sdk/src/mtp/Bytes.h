@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -106,9 +107,11 @@ public:
 private:
     template <std::unsigned_integral T>
     void integer(T value) {
+        std::array<std::byte, sizeof(T)> bytes;
         for (std::size_t i = 0; i < sizeof(T); ++i) {
-            _bytes.push_back(static_cast<std::byte>(value >> (8 * i)));
+            bytes[i] = static_cast<std::byte>(value >> (8 * i));
         }
+        _bytes.insert(_bytes.end(), bytes.begin(), bytes.end());
     }
 
     std::vector<std::byte> _bytes;

@@ -34,8 +34,9 @@ struct ObjectEntry {
     std::u16string name;
     std::u16string created;  ///< MTP date text, may be empty
     std::u16string modified; ///< MTP date text, may be empty
-    /// What a property list told along with the rest; missing when the entry comes from elsewhere.
-    std::optional<MediaProperties> media;
+    /// What a property list told along with the rest; null when the entry comes from elsewhere, or is one of names,
+    /// which stay small without it.
+    std::shared_ptr<MediaProperties> media;
     /// Only its place, format and name are told.
     bool isBrief = false;
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <memory>
 #include <unordered_map>
 
 namespace mtpsdk {
@@ -48,7 +49,7 @@ struct Draft {
         }
         MediaProperties media;
         if (takeIntoMedia(element, media)) {
-            entry.media = std::move(media);
+            entry.media = std::make_shared<MediaProperties>(std::move(media));
         }
     }
 
@@ -311,7 +312,8 @@ DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std:
                 return infoStatus;
             }
         } else if (!entry.media) {
-            entry.media.emplace(); // all properties were asked for, so the device knows of none
+            // All properties were asked for, so the device knows of none.
+            entry.media = std::make_shared<MediaProperties>();
         }
         entry.storageId = storageId;
         entry.parent = parent;
@@ -395,7 +397,8 @@ DGSTATUS Session::Implementation::entryByProperties(std::uint32_t handle, Object
     }
     _objectListsRefused = isRefusal(status) && status != DGSTATUS_INTERNAL_INVALIDDATASET;
     if (status == DGSTATUS_SUCCESS && !draft.entry.media) {
-        draft.entry.media.emplace(); // all properties were asked for, so the device knows of none
+        // All properties were asked for, so the device knows of none.
+        draft.entry.media = std::make_shared<MediaProperties>();
     }
     if (media != nullptr && draft.entry.media) {
         *media = *draft.entry.media;

@@ -148,22 +148,22 @@ void Responder::Implementation::getObjectPropList() {
     }
     const auto format = static_cast<FormatCode>(parameter(1));
     ObjectPropertyWriter writer = propertyWriter();
-    ByteWriter body;
+    ByteWriter list;
     std::uint32_t count = 0;
+    list.u32(count); // known at the end
     const Look look = chosen.group == namingGroup ? Look::names : Look::files;
     const bool visited = visitListed(parameter(0), parameter(4), look, [&](const StoreObject& object) {
         if (raw(format) == allFormats || object.format == format) {
-            count += writer.writeElements(body, object, chosen);
+            count += writer.writeElements(list, object, chosen);
         }
     });
     if (!visited) {
         return;
     }
-    ByteWriter list;
-    list.u32(count);
     std::vector<std::byte> bytes = list.take();
-    const std::vector<std::byte> elements = body.take();
-    bytes.insert(bytes.end(), elements.begin(), elements.end());
+    ByteWriter known;
+    known.u32(count);
+    std::ranges::copy(known.take(), bytes.begin());
     give(std::move(bytes));
 }
 

@@ -227,20 +227,19 @@ void StoreDatabase::commit() {
     _pending = 0;
 }
 
-std::vector<StoreDatabase::Row> StoreDatabase::children(FolderKey parent) {
-    std::vector<Row> rows;
+void StoreDatabase::visitChildren(FolderKey parent, const std::function<void(Row&& row)>& visitor) {
     Query query(statement(selectChildren));
     query.bind(parent);
     while (query.nextRow()) {
-        Row& row = rows.emplace_back();
+        Row row;
         row.handle = static_cast<Handle>(query.integer(0));
         row.format = static_cast<FormatCode>(query.integer(1));
         row.size = static_cast<std::uint64_t>(query.integer(2));
         row.created = query.integer(3);
         row.name = query.bytes(4);
         row.properties = StoreProperties::fromPacked(query.bytes(5));
+        visitor(std::move(row));
     }
-    return rows;
 }
 
 std::optional<FolderKey> StoreDatabase::parentOf(Handle handle) {

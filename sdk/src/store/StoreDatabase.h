@@ -4,6 +4,7 @@
 #include "store/StoreTypes.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -49,7 +50,8 @@ public:
     /// made.
     [[nodiscard]] bool open(const std::string& path, std::string& error);
 
-    [[nodiscard]] std::vector<Row> children(FolderKey parent);
+    /// The visitor must not use the database.
+    void visitChildren(FolderKey parent, const std::function<void(Row&& row)>& visitor);
     [[nodiscard]] std::optional<FolderKey> parentOf(Handle handle);
     void insert(FolderKey parent, const StoreObject& object);
     void updateSize(Handle handle, std::uint64_t size);

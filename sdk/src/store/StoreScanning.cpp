@@ -78,9 +78,9 @@ void Store::Implementation::watchFolder(StoreNode& folder, int descriptor) {
 
 void Store::Implementation::readRows(StoreNode& folder) {
     folder.folder = std::make_unique<StoreFolder>();
-    for (StoreDatabase::Row& row : _database.children(folder.key())) {
+    _database.visitChildren(folder.key(), [&](StoreDatabase::Row&& row) {
         if (row.handle == 0 || _tree.find(row.handle) != nullptr) {
-            continue; // a database that was tampered with
+            return; // a database that was tampered with
         }
         auto node = std::make_unique<StoreNode>();
         node->handle = row.handle;
@@ -92,7 +92,7 @@ void Store::Implementation::readRows(StoreNode& folder) {
         node->properties = std::move(row.properties);
         _nextHandle = std::max(_nextHandle, row.handle + 1);
         _tree.add(folder, std::move(node));
-    }
+    });
 }
 
 /// In a folder that somebody has just made, a file may be half written, and whether it is cannot be told yet.

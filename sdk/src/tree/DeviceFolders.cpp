@@ -31,7 +31,7 @@ public:
     }
 
     [[nodiscard]] std::u16string nameFor(const ObjectEntry& entry, NodeIndex itself) const {
-        const bool changed = !isSafeName(entry.name);
+        const bool changed = _anyUnsafe && !isSafeName(entry.name);
         if (!changed && _tree.child(_parent, entry.name, NodeTree::Match::exact, itself) == 0) {
             return entry.name;
         }
