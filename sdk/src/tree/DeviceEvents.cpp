@@ -87,6 +87,7 @@ void Device::apply(PendingEvent& pending) {
         return;
     }
     pending.applied = true;
+    _storageListing.reset(); // a callback may have listed them since
     if (_session == nullptr) {
         pending.status = DGSTATUS_NO_DEVICE_ATTACHED;
         return;

@@ -153,6 +153,23 @@ TEST_F(ListingTest, countsReferencesToListsOfDevicesAndStorages) {
     EXPECT_EQ(mtpReleaseDeviceList(last), DGSTATUS_NODE_IS_NOT_EXISTED);
 }
 
+TEST_F(ListingTest, asksForTheStoragesAnewOnceAnythingHappened) {
+    storage();
+    const auto costOfListing = [&] {
+        const std::uint64_t before = transactions();
+        _MTP_STORAGE_NODE* again = nullptr;
+        EXPECT_EQ(mtpGetStorageListHead(device(), &again), DGSTATUS_SUCCESS);
+        EXPECT_EQ(again, storage());
+        EXPECT_EQ(mtpReleaseStorageList(again), DGSTATUS_SUCCESS);
+        return transactions() - before;
+    };
+    EXPECT_TRUE(eventually([&] { return costOfListing() == 0; }))
+        << "what was told a moment ago is not asked for again";
+    _MTP_FOLDER_NODE* folder = nullptr;
+    ASSERT_EQ(createFolder(root(), "New", &folder), DGSTATUS_SUCCESS);
+    EXPECT_GE(costOfListing(), 3U) << "their number and each of the two";
+}
+
 TEST_F(ListingTest, reachesHiddenStoragesByTheirIdOnly) {
     _folder.write("device/Secret/plan.txt", "x");
     _MTP_STORAGE_NODE* hidden = nullptr;
