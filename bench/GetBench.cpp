@@ -17,7 +17,7 @@ constexpr std::size_t smallFiles = 2000;
 constexpr std::size_t listedFiles = 1000;
 
 /// What becomes of each copy: kept, so that the disk has its part in what is measured; or removed at once, so that all
-/// happens in memory, and every copy gets the memory that the one before it had.
+/// happens in memory.
 enum class Copies { kept, removed };
 
 void bigFiles(int rounds, Copies copies) {
