@@ -117,7 +117,12 @@ boot() {
 mkdir -p "$work"
 fetch_kernel
 make_root_fs
-say "Booting the guest"
 limit=${USB_GUEST_SECONDS:-1200}
-boot || [ $? -ne 124 ] || echo "The guest did not end within $limit seconds." >&2
+# The kernel's drivers that play the device's part have faults of their own, for which it may panic: no word on ours.
+for boots_left in 2 1 0; do
+    say "Booting the guest"
+    boot || [ $? -ne 124 ] || echo "The guest did not end within $limit seconds." >&2
+    grep -q 'Kernel panic' "$work/console" && [ $boots_left -gt 0 ] || break
+    say "The guest's own kernel failed"
+done
 grep -q '^GUEST RESULT: 0' "$work/console" || { echo "The USB test failed; its console is in $work/console" >&2; exit 1; }

@@ -33,7 +33,7 @@ head -c 70000 /dev/urandom > "$local/tree/song.mp3"
 head -c 262132 /dev/urandom > "$local/tree/whole packets.jpg"
 head -c 65536 /dev/urandom > "$local/tree/sub/Grüße 日本.png"
 head -c 12000000 /dev/urandom > "$local/card-cannot.jpg"
-head -c 80000000 /dev/zero > "$local/large.mp3"
+head -c 120000000 /dev/zero > "$local/large.mp3"
 
 check "the device appears" wait_for mtpservice devices
 echo "        it works $(cut -d . -f 1 /proc/uptime) seconds after the kernel began"
