@@ -14,6 +14,13 @@ void send(int signal) {
     kill(getpid(), signal);
 }
 
+/// The signal that has to end this process.
+[[noreturn]] void sendTheLast(int signal) {
+    send(signal);
+    sleep(60);
+    _exit(3);
+}
+
 bool isReadable(int descriptor) {
     pollfd wait{descriptor, POLLIN, 0};
     return poll(&wait, 1, 0) == 1;
@@ -32,9 +39,7 @@ TEST(Interrupt, TheFirstSignalAsksTheSecondEnds) {
             if (!interrupt.isRequested()) {
                 _exit(2);
             }
-            send(SIGTERM);
-            sleep(60);
-            _exit(3);
+            sendTheLast(SIGTERM);
         },
         testing::ExitedWithCode(130), "");
 }
@@ -49,9 +54,7 @@ TEST(Interrupt, ARequestFromWithinCountsAsTheFirst) {
             if (!interrupt.isRequested()) {
                 _exit(1);
             }
-            send(SIGINT);
-            sleep(60);
-            _exit(2);
+            sendTheLast(SIGINT);
         },
         testing::ExitedWithCode(130), "");
 }
@@ -72,8 +75,7 @@ TEST(Interrupt, AfterwardsSignalsDoWhatTheyDidBefore) {
     EXPECT_EXIT(
         {
             { const tool::Interrupt interrupt; }
-            send(SIGINT);
-            sleep(60);
+            sendTheLast(SIGINT);
         },
         testing::KilledBySignal(SIGINT), "");
 }
