@@ -32,7 +32,7 @@ Next CopyPodcasts::podcast(const Dictionary& podcast, const std::string& folderN
     if (const DGSTATUS status = channel.createFolder(_defaultNode); status != DGSTATUS_SUCCESS) {
         QD_LOG(3, "Create Folder for %@ is failed", channel.path());
         _job.beginFile(channel.path());
-        _job.remainingFilesFailed(status, episodes.size());
+        _job.remainingFilesFailed(status, episodes.size()); // with one result for them all, or nobody would hear why
         _lastResult = false;
         return Next::goOn;
     }
