@@ -129,7 +129,9 @@ VEMO_EXPORT DGSTATUS mtpUpdatePlaylistEx(_MTP_PLAYLIST_NODE* playlist, _MTP_FILE
 VEMO_EXPORT DGSTATUS mtpReleasePlaylists(_MTP_PLAYLIST_NODE* head);
 
 // Device properties, two calls: with a null buffer DGSTATUS_MORE_DATA and the size needed (bytes, terminator counted),
-// then with the buffer. An absent property answers a status of its own (DGSTATUS_NO_FRIENDLYNAME, DGSTATUS_NO_DATA).
+// then with the buffer. An absent property answers a status of its own (DGSTATUS_NO_DATA).
+/// Never absent, since paths begin with it: without one the model's name stands in, without that "MTP device". What
+/// cannot be part of a path is replaced. DGSTATUS_NO_FRIENDLYNAME is left to other implementations.
 VEMO_EXPORT DGSTATUS mtpGetFriendlyName(_MTP_DEVICE_NODE* device, std::uint16_t* buffer, std::uint32_t* bytes);
 VEMO_EXPORT DGSTATUS mtpGetModelName(_MTP_DEVICE_NODE* device, std::uint16_t* buffer, std::uint32_t* bytes);
 VEMO_EXPORT DGSTATUS mtpGetManufacturerName(_MTP_DEVICE_NODE* device, std::uint16_t* buffer, std::uint32_t* bytes);

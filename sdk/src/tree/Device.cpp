@@ -38,7 +38,8 @@ void Device::retire() {
 
 bool Device::is(const vemomtpsdk::AttachedDevice& description) const {
     return _description.locationId == description.locationId && _description.kind == description.kind &&
-           _description.location == description.location && !vanished();
+           _description.location == description.location && _description.plugging == description.plugging &&
+           !vanished();
 }
 
 bool Device::vanished() const {

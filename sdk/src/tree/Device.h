@@ -127,7 +127,8 @@ public:
                                           const std::vector<std::uint32_t>& objects, NodeIndex& playlist);
     [[nodiscard]] DGSTATUS writePlaylist(NodeIndex playlist, const std::vector<std::uint32_t>& objects);
 
-    // Properties (DeviceProperties.cpp). DGSTATUS_NO_FRIENDLYNAME or DGSTATUS_NO_DATA when absent.
+    // Properties (DeviceProperties.cpp). DGSTATUS_NO_DATA when absent.
+    /// Safe as a part of a path. Without one the model's name stands in.
     [[nodiscard]] DGSTATUS friendlyName(std::u16string& name);
     [[nodiscard]] DGSTATUS setFriendlyName(const std::u16string& name);
     [[nodiscard]] DGSTATUS syncPartner(std::u16string& partner);

@@ -5,6 +5,7 @@
 #include "tree/SafeNames.h"
 
 #include <algorithm>
+#include <set>
 
 namespace mtpsdk {
 namespace {
@@ -38,6 +39,14 @@ constexpr auto freshFor = std::chrono::milliseconds(500);
 /// The lower half of a storage ID numbers the volumes of a slot; 0 is a slot without a medium.
 bool hasMedium(std::uint32_t storageId) {
     return (storageId & 0xFFFFU) != 0;
+}
+
+/// Each storage with a medium once. No device has as many as are left out here; each costs a question.
+void tidy(std::vector<std::uint32_t>& ids) {
+    constexpr std::size_t greatestNumber = 256;
+    std::set<std::uint32_t> seen;
+    std::erase_if(ids, [&](std::uint32_t id) { return !hasMedium(id) || !seen.insert(id).second; });
+    ids.resize(std::min(ids.size(), greatestNumber));
 }
 
 } // namespace
@@ -76,7 +85,7 @@ DGSTATUS Device::listStorages() {
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }
-    std::erase_if(ids, [](std::uint32_t id) { return !hasMedium(id); });
+    tidy(ids);
     dropMissingStorages(ids);
     for (const std::uint32_t id : ids) {
         StorageInfo info;

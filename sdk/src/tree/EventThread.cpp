@@ -7,6 +7,12 @@
 #include <utility>
 
 namespace mtpsdk {
+namespace {
+
+/// A device that tells more than anybody handles must not fill the memory.
+constexpr std::size_t greatestQueue = 65536;
+
+} // namespace
 
 struct EventThread::State {
     std::mutex mutex;
@@ -40,6 +46,9 @@ void EventThread::post(const Session::Event& event) {
     {
         const std::lock_guard lock(_state->mutex);
         _state->events.push_back(event);
+        if (_state->events.size() > greatestQueue) {
+            _state->events.pop_front();
+        }
     }
     _state->changed.notify_all();
 }

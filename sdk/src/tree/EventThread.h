@@ -22,6 +22,7 @@ public:
     EventThread(const EventThread&) = delete;
     EventThread& operator=(const EventThread&) = delete;
 
+    /// The oldest that wait go first when there are very many.
     void post(const Session::Event& event);
 
 private:

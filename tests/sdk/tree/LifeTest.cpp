@@ -4,6 +4,7 @@
 
 #include "mtp/Codes.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -289,6 +290,49 @@ TEST_F(LifeTest, keepsACallAliveWhoseListIsReleased) {
     _MTP_FILE_NODE* file = nullptr;
     EXPECT_EQ(send(path, root(), &file, release, device()), DGSTATUS_SUCCESS);
     EXPECT_EQ(contentOnDevice("Internal/big.bin").size(), std::size_t{2} << 20);
+}
+
+TEST_F(LifeTest, tellsADeviceFromTheOneThatWasPulledOutBeforeIt) {
+    const auto attached = vemomtpsdk::attachedDevices();
+    const auto found = std::ranges::find(attached, location, &vemomtpsdk::AttachedDevice::locationId);
+    ASSERT_NE(found, attached.end());
+    ASSERT_NE(device(), nullptr);
+    const auto known = mtpsdk::DeviceList::shared().at(location);
+    EXPECT_TRUE(known->is(*found));
+    vemomtpsdk::AttachedDevice again = *found;
+    ++again.plugging;
+    EXPECT_FALSE(known->is(again)) << "its line may not have noticed yet";
+}
+
+TEST(EventThreadTest, leavesTheOldestOutWhenVeryManyWait) {
+    constexpr std::uint32_t kept = 65536;
+    constexpr std::uint32_t extra = 10;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<std::uint32_t> handled;
+    bool letGo = false;
+    const auto number = [](std::uint32_t code) {
+        mtpsdk::Session::Event event;
+        event.parameters[0] = code;
+        return event;
+    };
+    mtpsdk::EventThread thread([&](const mtpsdk::Session::Event& event) {
+        std::unique_lock lock(mutex);
+        handled.push_back(event.parameters[0]);
+        changed.notify_all();
+        changed.wait_for(lock, 20s, [&] { return letGo; });
+    });
+    std::unique_lock lock(mutex);
+    thread.post(number(0));
+    ASSERT_TRUE(changed.wait_for(lock, 20s, [&] { return handled.size() == 1; }));
+    for (std::uint32_t i = 1; i <= kept + extra; ++i) {
+        thread.post(number(i));
+    }
+    letGo = true;
+    changed.notify_all();
+    ASSERT_TRUE(changed.wait_for(lock, 20s, [&] { return handled.back() == kept + extra; }));
+    EXPECT_EQ(handled.size(), 1 + kept);
+    EXPECT_EQ(handled[1], 1 + extra);
 }
 
 } // namespace

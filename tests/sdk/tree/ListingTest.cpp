@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "VirtualDeviceTest.h"
+#include "mtp/Datasets.h"
 
 #include <algorithm>
 
@@ -276,6 +277,74 @@ TEST_F(ListingTest, readsPropertiesInTwoCalls) {
     EXPECT_EQ(mtpSetFriendlyName(device(), name.data(), 0), DGSTATUS_INVALID_PARAMETER);
     ASSERT_EQ(mtpSetSyncpartner(device(), name.data(), bytes(name) - 2), DGSTATUS_SUCCESS);
     EXPECT_EQ(mtpGetSyncpartner(device(), nullptr, &size), DGSTATUS_MORE_DATA);
+}
+
+/// A path begins with the device's name, so every device has one that can be part of a path.
+TEST_F(ListingTest, givesEveryDeviceAUsableName) {
+    using namespace mtpsdk;
+    const FaultPlan::When always{OperationCode::GetDevicePropValue, 1, 0};
+    const auto named = [&](const std::u16string& name) {
+        faults().alterData(always, [name](auto& bytes) { bytes = encode(PropertyValue::string(name)); });
+    };
+    const auto modelled = [&](const std::u16string& model, bool tellsName) {
+        faults().alterData({OperationCode::GetDeviceInfo, 1, 0}, [model, tellsName](auto& bytes) {
+            DeviceInfo info;
+            ASSERT_TRUE(decode(bytes, info));
+            info.model = model;
+            if (!tellsName) {
+                info.deviceProperties.clear();
+            }
+            bytes = encode(info);
+        });
+    };
+    const struct {
+        std::function<void()> prepare;
+        std::string name;
+    } cases[] = {
+        {[&] { named(u"A/B"); }, "A_B"},
+        {[&] { named(u".."); }, "__"},
+        {[&] { named(u""); }, "Virtual Player"},
+        {[&] { faults().refuse(always, ResponseCode::GeneralError); }, "Virtual Player"},
+        {[&] { modelled(u"Player/2", false); }, "Player_2"},
+        {[&] { modelled(u"", false); }, "MTP device"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        each.prepare();
+        std::vector<std::uint16_t> buffer(256);
+        auto size = static_cast<std::uint32_t>(buffer.size() * 2);
+        ASSERT_EQ(mtpGetFriendlyName(device(), buffer.data(), &size), DGSTATUS_SUCCESS);
+        buffer.resize(size / 2);
+        EXPECT_EQ(buffer, units(each.name));
+        const std::uint64_t before = transactions();
+        EXPECT_EQ(mtpGetFriendlyName(device(), nullptr, &size), DGSTATUS_MORE_DATA);
+        EXPECT_EQ(transactions(), before) << "a name that stands in is kept, too";
+        close();
+        faults().clear();
+    }
+    faults().delay(always, std::chrono::seconds(60));
+    faults().setPatience(std::chrono::milliseconds(10));
+    std::uint32_t size = 0;
+    EXPECT_EQ(mtpGetFriendlyName(device(), nullptr, &size), DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE)
+        << "whether it has a name is not known";
+}
+
+TEST_F(ListingTest, asksForAStorageOnceAndForNoEndlessNumber) {
+    std::vector<std::uint32_t> ids(500, storage()->header.Id);
+    for (std::uint32_t id = 1; id <= 5000; ++id) {
+        ids.push_back(id << 16 | 1);
+    }
+    faults().alterData({mtpsdk::OperationCode::GetStorageIDs, 1, 0},
+                       [&](std::vector<std::byte>& bytes) { bytes = mtpsdk::encode(ids); });
+    _MTP_FOLDER_NODE* folder = nullptr;
+    ASSERT_EQ(createFolder(root(), "New", &folder), DGSTATUS_SUCCESS); // what was told before is no longer fresh
+    const std::uint64_t before = transactions();
+    _MTP_STORAGE_NODE* again = nullptr;
+    ASSERT_EQ(mtpGetStorageListHead(device(), &again), DGSTATUS_SUCCESS);
+    EXPECT_EQ(again, storage());
+    EXPECT_EQ(text(card()->Label), "Card");
+    EXPECT_LE(transactions(), before + 257);
+    EXPECT_GE(transactions(), before + 3);
 }
 
 } // namespace

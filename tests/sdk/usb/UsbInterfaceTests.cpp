@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "transport/usb/UsbInterface.h"
 
+#include "transport/usb/UsbAnswers.h"
+
 #include <gtest/gtest.h>
 #include <libusb.h>
 
@@ -97,6 +99,29 @@ TEST(UsbInterface, MicrosoftDescriptorsAreReadWithoutTrust) {
     EXPECT_TRUE(namesMtp(identifiers));
     EXPECT_FALSE(namesMtp(std::span(identifiers).first(16 + 24 + 23)));
     EXPECT_FALSE(namesMtp({}));
+}
+
+TEST(UsbAnswers, AreAskedForOnceTheDeviceMayBeOpened) {
+    UsbAnswers answers;
+    int asked = 0;
+    const auto of = [&](std::uint32_t address, bool mayUse, std::optional<bool> said) {
+        return answers.of({1, address, 2, 3}, mayUse, [&] {
+            ++asked;
+            return said;
+        });
+    };
+    EXPECT_FALSE(of(5, false, std::nullopt)) << "plugged in a moment ago";
+    EXPECT_FALSE(of(5, false, true));
+    EXPECT_EQ(asked, 1) << "nobody was given it";
+    EXPECT_TRUE(of(5, true, true));
+    EXPECT_TRUE(of(5, true, false));
+    EXPECT_TRUE(of(5, false, false));
+    EXPECT_EQ(asked, 2);
+    EXPECT_FALSE(of(6, true, std::nullopt)) << "one that does not open for another reason";
+    EXPECT_FALSE(of(6, true, true));
+    EXPECT_FALSE(of(7, true, false));
+    EXPECT_FALSE(of(7, true, true));
+    EXPECT_EQ(asked, 4);
 }
 
 } // namespace

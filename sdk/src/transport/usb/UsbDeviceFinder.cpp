@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "transport/usb/UsbDeviceFinder.h"
 
-#include "platform/Log.h"
+#include "transport/usb/UsbAnswers.h"
+#include "transport/usb/UsbHolders.h"
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
 #include <libusb.h>
-#include <map>
-#include <mutex>
+#include <optional>
 #include <system_error>
+#include <unistd.h>
 
 namespace mtpsdk {
 namespace {
@@ -34,15 +37,15 @@ std::string interfaceName(const UsbDevice& found, const UsbInterface& interface)
                      fmt::format("{0}:{1}.{2}", found.port, interface.configuration, interface.number) / "interface");
 }
 
-/// Asks a device without a class whether it calls itself MTP towards other systems. Short waits: some devices answer
-/// nothing at all to a question that they do not know.
-bool hasMicrosoftDescriptor(libusb_device* device) {
+/// Asks a device without a class whether it calls itself MTP towards other systems; nothing when it cannot be opened.
+/// Short waits: some devices answer nothing at all to a question that they do not know.
+std::optional<bool> hasMicrosoftDescriptor(libusb_device* device) {
     constexpr std::uint8_t announcementIndex = 0xEE;
     constexpr std::uint16_t compatibleIdIndex = 4;
     constexpr unsigned waitMilliseconds = 500;
     libusb_device_handle* handle = nullptr;
     if (libusb_open(device, &handle) != LIBUSB_SUCCESS) {
-        return false;
+        return std::nullopt;
     }
     std::array<unsigned char, 256> bytes{};
     const auto ask = [&](std::uint8_t type, std::uint8_t request, std::uint16_t value, std::uint16_t index) {
@@ -58,17 +61,15 @@ bool hasMicrosoftDescriptor(libusb_device* device) {
     return found;
 }
 
-/// Asked once each time a device is plugged in.
+bool mayUse(const std::filesystem::path& node) {
+    return ::access(node.c_str(), R_OK | W_OK) == 0;
+}
+
 bool isMtpByDescriptor(const UsbDevice& found) {
-    static std::mutex mutex;
-    static std::map<std::array<std::uint32_t, 4>, bool> known;
-    const std::lock_guard lock(mutex);
-    const std::array<std::uint32_t, 4> key = {found.bus, found.address, found.vendorId, found.productId};
-    const auto place = known.find(key);
-    if (place != known.end()) {
-        return place->second;
-    }
-    return known[key] = hasMicrosoftDescriptor(found.device.get());
+    static UsbAnswers answers;
+    return answers.of({found.bus, found.address, found.vendorId, found.productId},
+                      mayUse(usbNode(found.bus, found.address)),
+                      [&] { return hasMicrosoftDescriptor(found.device.get()); });
 }
 
 bool isMtp(const UsbDevice& found, const UsbInterface& interface) {
@@ -129,10 +130,25 @@ bool describe(UsbDevice& found) {
     return true;
 }
 
+/// Another text after the device was plugged in anew, or given to this process.
+std::string plugging(const std::filesystem::path& device) {
+    const auto number = [&](const char* name) {
+        return static_cast<std::uint8_t>(std::strtoul(firstLine(device / name).c_str(), nullptr, 10));
+    };
+    const std::uint8_t address = number("devnum");
+    return fmt::format("{}{}", address, mayUse(usbNode(number("busnum"), address)) ? "" : " refused");
+}
+
 } // namespace
 
 std::string speedOf(const UsbDevice& device) {
     return firstLine(systemDevices() / device.port / "speed") + " Mbit/s";
+}
+
+std::chrono::milliseconds timeAttached(const UsbDevice& device) {
+    const std::string text = firstLine(systemDevices() / device.port / "power" / "connected_duration");
+    return text.empty() ? std::chrono::milliseconds::max()
+                        : std::chrono::milliseconds(std::strtoll(text.c_str(), nullptr, 10));
 }
 
 UsbSurvey surveyUsb() {
@@ -142,7 +158,7 @@ UsbSurvey surveyUsb() {
          !error && each != std::filesystem::directory_iterator(); each.increment(error)) {
         const std::string name = each->path().filename().string();
         const bool isInterface = name.find(':') != std::string::npos;
-        survey.attached += name + ' ' + (isInterface ? std::string() : firstLine(each->path() / "devnum")) + '\n';
+        survey.attached += name + ' ' + (isInterface ? std::string() : plugging(each->path())) + '\n';
         survey.anyCandidate = survey.anyCandidate || (isInterface && isCandidate(each->path()));
     }
     return survey;

@@ -4,6 +4,7 @@
 #include "transport/usb/UsbContext.h"
 #include "transport/usb/UsbInterface.h"
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -32,14 +33,17 @@ struct UsbDevice {
 
 /// How fast the device is connected, like "480 Mbit/s".
 [[nodiscard]] std::string speedOf(const UsbDevice& device);
+/// How long ago it was plugged in; without end where the system does not tell.
+[[nodiscard]] std::chrono::milliseconds timeAttached(const UsbDevice& device);
 /// One look at what the system tells of all devices, much cheaper than findUsbDevices.
 struct UsbSurvey {
     bool anyCandidate = false; ///< whether any device has an interface that could carry MTP
-    std::string attached;      ///< equal texts: nothing was plugged in or out, or set up anew, in between
+    std::string attached;      ///< equal texts: nothing was plugged in or out, set up anew, or given to this process
 };
 [[nodiscard]] UsbSurvey surveyUsb();
 /// The MTP devices attached now, by their descriptors and names: the still-image class, an interface named "MTP", or
-/// the Microsoft OS descriptor of an interface without a class. Only for the last is a device spoken to, once.
+/// the Microsoft OS descriptor of an interface without a class. Only for the last is a device spoken to, once, as
+/// soon as it can be opened.
 [[nodiscard]] std::vector<UsbDevice> findUsbDevices();
 
 } // namespace mtpsdk

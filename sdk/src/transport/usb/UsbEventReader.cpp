@@ -2,15 +2,15 @@
 #include "transport/usb/UsbEventReader.h"
 
 #include <libusb.h>
+#include <utility>
 
 namespace mtpsdk {
 namespace {
 
-/// Room for the largest event container (24 bytes) whatever the packet size.
-constexpr std::size_t wantedBuffer = 64;
 /// An application that never reads its events must not fill the memory.
 constexpr std::size_t maximumKept = 65536;
-/// An endpoint that does nothing but fail is left alone.
+/// In a row; an endpoint that does nothing but fail is left alone then. Readers wait in between, so that this takes
+/// longer than the system needs to notice that a device was pulled out.
 constexpr int maximumFailures = 16;
 
 } // namespace
@@ -26,8 +26,9 @@ UsbEventReader::UsbEventReader(UsbContext& context, libusb_device_handle* device
     : _context(context)
     , _device(device)
     , _endpoint(endpoint)
-    , _buffer((wantedBuffer + packetSize - 1) / packetSize * packetSize)
-    , _transfer(libusb_alloc_transfer(0)) {
+    , _buffer(packetSize)
+    , _transfer(libusb_alloc_transfer(0))
+    , _assembly(packetSize) {
     const std::lock_guard lock(_mutex);
     post();
 }
@@ -62,44 +63,51 @@ void UsbEventReader::completed() {
     switch (_transfer->status) {
     case LIBUSB_TRANSFER_COMPLETED:
         _failures = 0;
-        if (_transfer->actual_length > 0 && _events.size() < maximumKept) {
-            const auto* const first = _buffer.data();
-            _events.emplace_back(first, first + _transfer->actual_length);
-        }
+        keep(std::span(_buffer).first(static_cast<std::size_t>(_transfer->actual_length)));
         post();
         break;
     case LIBUSB_TRANSFER_NO_DEVICE:
         _gone = true;
         break;
-    case LIBUSB_TRANSFER_CANCELLED:
-        break;
     case LIBUSB_TRANSFER_STALL:
         _stalled = true;
+        _assembly.reset();
         break;
     default:
-        if (++_failures < maximumFailures) {
-            post();
-        }
+        _assembly.reset();
     }
     _changed.notify_all();
 }
 
-DGSTATUS UsbEventReader::read(std::vector<std::byte>& container, std::chrono::milliseconds timeout) {
-    std::unique_lock lock(_mutex);
-    if (_stalled && !_shut) {
-        _stalled = false;
+/// With the lock held.
+void UsbEventReader::keep(std::span<const std::byte> packet) {
+    std::optional<std::vector<std::byte>> event = _assembly.take(packet);
+    if (event && _events.size() < maximumKept) {
+        _events.push_back(std::move(*event));
+    }
+}
+
+void UsbEventReader::postAgain(std::unique_lock<std::mutex>& lock) {
+    if (_posted || _failures >= maximumFailures) {
+        return;
+    }
+    ++_failures;
+    if (std::exchange(_stalled, false)) {
         lock.unlock();
         (void) libusb_clear_halt(_device, _endpoint);
         lock.lock();
-        if (++_failures < maximumFailures) {
-            post();
-        }
     }
-    _changed.wait_for(lock, timeout, [this] { return _shut || _gone || _stalled || !_events.empty(); });
+    post();
+}
+
+DGSTATUS UsbEventReader::read(std::vector<std::byte>& container, std::chrono::milliseconds timeout) {
+    std::unique_lock lock(_mutex);
+    _changed.wait_for(lock, timeout, [this] { return _shut || _gone || !_events.empty(); });
     if (_shut || (_gone && _events.empty())) {
         return DGSTATUS_NO_DEVICE_ATTACHED;
     }
     if (_events.empty()) {
+        postAgain(lock);
         return DGSTATUS_NO_DATA;
     }
     container = std::move(_events.front());

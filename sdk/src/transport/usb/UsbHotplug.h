@@ -20,11 +20,11 @@ public:
 private:
     struct Callback;
     UsbHotplug(std::shared_ptr<UsbContext> context, std::function<void()> changed)
-        : _context(std::move(context))
-        , _changed(std::move(changed)) {}
+        : _changed(std::move(changed))
+        , _context(std::move(context)) {}
 
-    const std::shared_ptr<UsbContext> _context;
     const std::function<void()> _changed;
+    const std::shared_ptr<UsbContext> _context; ///< the first to go: its thread, which ends then, may be calling
     int _registration = 0;
 };
 

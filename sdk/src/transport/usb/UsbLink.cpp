@@ -20,9 +20,10 @@ constexpr std::uint8_t resetCode = 0x66;
 constexpr std::uint8_t statusCode = 0x67;
 constexpr std::uint8_t toInterface = std::uint8_t{LIBUSB_REQUEST_TYPE_CLASS} | std::uint8_t{LIBUSB_RECIPIENT_INTERFACE};
 constexpr unsigned waitMilliseconds = 3000;
-// Whoever had the device a moment ago may still be letting it go, our own last session before all.
-constexpr auto letGoLimit = std::chrono::seconds(2);
-constexpr auto letGoPause = std::chrono::milliseconds(20);
+// Whoever had the device a moment ago may still be letting it go, our own last session before all; and the system may
+// still be about to say who may use a device that was just plugged in.
+constexpr auto readyLimit = std::chrono::seconds(2);
+constexpr auto readyPause = std::chrono::milliseconds(20);
 
 DGSTATUS statusOf(int result) {
     if (result >= 0) {
@@ -49,12 +50,29 @@ std::string reasonOf(int error, const UsbDevice& device) {
     }
 }
 
+/// Tries again as long as `isWorthIt` says so of the error, for readyLimit at most; answers the last error.
+template <typename Attempt, typename IsWorthIt>
+int tryUntilReady(const Attempt& attempt, const IsWorthIt& isWorthIt) {
+    const auto end = std::chrono::steady_clock::now() + readyLimit;
+    int error = attempt();
+    while (error != LIBUSB_SUCCESS && isWorthIt(error) && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(readyPause);
+        error = attempt();
+    }
+    return error;
+}
+
+int openOnceAllowed(const UsbDevice& device, libusb_device_handle*& handle) {
+    return tryUntilReady([&] { return libusb_open(device.device.get(), &handle); },
+                         [&](int error) { return error == LIBUSB_ERROR_ACCESS && timeAttached(device) < readyLimit; });
+}
+
 } // namespace
 
 std::unique_ptr<UsbLink> UsbLink::open(const UsbDevice& device, DGSTATUS& status, std::string& reason) {
     device.context->startEvents();
     libusb_device_handle* handle = nullptr;
-    int error = libusb_open(device.device.get(), &handle);
+    int error = openOnceAllowed(device, handle);
     std::unique_ptr<UsbLink> link;
     if (error == LIBUSB_SUCCESS) {
         link.reset(new UsbLink(device, handle));
@@ -82,13 +100,8 @@ UsbLink::~UsbLink() {
 
 int UsbLink::claimOnceFree() {
     const std::filesystem::path node = usbNode(_device.bus, _device.address);
-    const auto end = std::chrono::steady_clock::now() + letGoLimit;
-    int error = claim();
-    while (error == LIBUSB_ERROR_BUSY && programsHolding(node).empty() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(letGoPause);
-        error = claim();
-    }
-    return error;
+    return tryUntilReady([this] { return claim(); },
+                         [&](int error) { return error == LIBUSB_ERROR_BUSY && programsHolding(node).empty(); });
 }
 
 int UsbLink::claim() {
