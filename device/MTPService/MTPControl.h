@@ -302,13 +302,16 @@ public:
     void releaseMTPPlaylist(_MTP_PLAYLIST_NODE* head);
 
 private:
-    /// The cached folder above a path, when that node still exists.
-    _MTP_COMMON_NODE* cachedFolder(const std::string& path);
+    /// Where the folder above a path within the storage is cached. Paths in a hidden volume do not name their volume,
+    /// so the storage's ID goes before the upper-cased path.
+    [[nodiscard]] static std::string folderKey(const _MTP_STORAGE_NODE* storage, const std::string& path);
+    /// The cached folder above a path within the storage, when that node still exists.
+    _MTP_COMMON_NODE* cachedFolder(const _MTP_STORAGE_NODE* storage, const std::string& path);
     /// The folder that a file within a storage goes into: by ID, from the cache, else found or made and then cached.
     _MTP_COMMON_NODE* parentInStorage(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* currentStorage,
                                       const NodeID& parentNode, const std::string& destination, std::uint32_t* error);
 
     std::atomic<bool> _deviceConnected{false}; // read and written under no monitor
-    /// Upper-cased parent path to folder node ID.
+    /// Folder node IDs by folderKey().
     std::unordered_map<std::string, std::string> _folderNode;
 };

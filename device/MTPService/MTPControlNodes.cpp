@@ -74,7 +74,8 @@ bool MtpControl::deleteNode(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* current
     if (node == nullptr && destination) {
         FolderWalk walk;
         // The cache says nothing about how its folders were found, so a stale ID does without it.
-        if (_MTP_COMMON_NODE* cached = mtpcontrol::isStale(nodeID) ? nullptr : cachedFolder(*destination)) {
+        if (_MTP_COMMON_NODE* cached =
+                mtpcontrol::isStale(nodeID) ? nullptr : cachedFolder(currentStorage, *destination)) {
             walk.storage = currentStorage;
             walk.deepest = reinterpret_cast<_MTP_FOLDER_NODE*>(cached);
         } else {

@@ -189,14 +189,19 @@ bool receiveByPath(MtpControl& control, const FileReceive& how, _MTP_DEVICE_NODE
         setError(error, invalidReceiveInput);
         return false;
     }
+    std::optional<mtpcontrol::StorageHead> head;
     _MTP_COMMON_NODE* node = nullptr;
     {
         // One section also for the caller that receives without the monitor: the walk goes through the library's lists.
         const platform::Synchronized library(MtpControl::classMonitor());
-        mtpcontrol::StorageHead head(control, storageHead);
-        node = mtpcontrol::fileNode(control, device, head.address(), fileNode, source);
+        head.emplace(control, storageHead);
+        node = mtpcontrol::fileNode(control, device, head->address(), fileNode, source);
     }
-    return receiveFile(control, how, node, *source, *destination, progress, error);
+    const bool received = receiveFile(control, how, node, *source, *destination, progress, error);
+    // A list that was fetched for this call goes back after it, as its nodes end with it.
+    const platform::Synchronized library(MtpControl::classMonitor());
+    head.reset();
+    return received;
 }
 
 } // namespace
@@ -245,8 +250,12 @@ bool MtpControl::uploadFileFromMTP(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE* 
                          error);
 }
 
-_MTP_COMMON_NODE* MtpControl::cachedFolder(const std::string& path) {
-    const auto cached = _folderNode.find(platform::upperCased(platform::deletingLastPathComponent(path)));
+std::string MtpControl::folderKey(const _MTP_STORAGE_NODE* storage, const std::string& path) {
+    return nodeIDText(storage) + platform::upperCased(platform::deletingLastPathComponent(path));
+}
+
+_MTP_COMMON_NODE* MtpControl::cachedFolder(const _MTP_STORAGE_NODE* storage, const std::string& path) {
+    const auto cached = _folderNode.find(folderKey(storage, path));
     if (cached == _folderNode.end()) {
         return nullptr;
     }
@@ -262,7 +271,7 @@ _MTP_COMMON_NODE* MtpControl::parentInStorage(_MTP_DEVICE_NODE* device, _MTP_STO
     if (_MTP_COMMON_NODE* given = parentFromText(*this, parentNode)) {
         return given;
     }
-    if (_MTP_COMMON_NODE* cached = cachedFolder(destination)) {
+    if (_MTP_COMMON_NODE* cached = cachedFolder(currentStorage, destination)) {
         return cached;
     }
     const std::string parentPath = platform::deletingLastPathComponent(destination);
@@ -271,7 +280,7 @@ _MTP_COMMON_NODE* MtpControl::parentInStorage(_MTP_DEVICE_NODE* device, _MTP_STO
     if (!createFolderInStorage(device, currentStorage, parentPath, &created, error)) {
         return nullptr;
     }
-    _folderNode[platform::upperCased(parentPath)] = *created;
+    _folderNode[folderKey(currentStorage, destination)] = *created;
     return nodeFromText(created);
 }
 

@@ -68,13 +68,15 @@ platform::Dictionary MTPServicePrivate::withDefaultFolders(const platform::Dicti
     completed.set("diskType", storage.uint32("diskType").value_or(0));
     completed.set("volumePath", volumePath);
     const Text model = _modelName.get();
+    // All paths before the first folder is made.
     for (const MediaTypeEntry& media : mediaTypeTable()) {
         const bool askExternal = external && media.type != MediaTypePlaylist;
-        const std::string path =
-            defaultFolder(volumePath, model, askExternal ? media.externalProfileNode : media.internalProfileNode,
-                          media.fallbackFolder);
-        completed.set(media.pathKey, path);
-        setIfPresent(completed, media.idKey, createDefaultMediaFolder(path));
+        completed.set(media.pathKey, defaultFolder(volumePath, model,
+                                                   askExternal ? media.externalProfileNode : media.internalProfileNode,
+                                                   media.fallbackFolder));
+    }
+    for (const MediaTypeEntry& media : mediaTypeTable()) {
+        setIfPresent(completed, media.idKey, createDefaultMediaFolder(completed.string(media.pathKey)));
     }
     setIfPresent(completed, "locationId", _currentLocationID.get());
     return completed;

@@ -93,6 +93,7 @@ bool MTPServicePrivate::renameFile(const _serviceinfo& request) {
                                       nodeID ? request.sourcePath : std::nullopt, request.destinationPath, &error);
     if (renamed) {
         renameIndexed(*request.sourcePath, request.destinationPath.value_or(""));
+        _mtpControl->InitializeNodeDic(); // a renamed folder is not found under its old path any more
     }
     return renamed;
 }

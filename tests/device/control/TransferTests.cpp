@@ -188,6 +188,14 @@ TEST_F(TransferTest, foldersOfSendsWithinAStorageAreCached) {
               (Calls{"mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, Music, record 6, callback)", "mtpReleaseMediaFileInfo()",
                      "mtpSendMediaFileEx(/tmp/\u00E9.mp3#11, New, record 6, callback)", "mtpReleaseMediaFileInfo()"}));
 
+    // What is cached is a storage's own: paths within a hidden volume do not name it.
+    for (_MTP_STORAGE_NODE* storage : {card, phone}) {
+        EXPECT_TRUE(control.transferFileToDevice(device, storage, std::nullopt, &data, "New/e.mp3", onProgress, this,
+                                                 &file, &error));
+    }
+    EXPECT_EQ(library.childrenOf(library.childrenOf(phone).folders.back()).files.size(), 1U);
+    library.takeCalls();
+
     library.kill(library.childrenOf(card).folders.back()); // a cached folder that is gone is made anew
     EXPECT_TRUE(sendWithin(std::nullopt, "/My Phone/Card/New/d.mp3"));
     EXPECT_EQ(library.takeChanges().front(), "mtpCreateFolderNode(Card, New#8)");

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <utility>
 
 namespace {
 
@@ -112,7 +113,6 @@ TEST_F(VirtualDeviceTest, sendsIntoNewFoldersAndReceivesBack) {
     EXPECT_TRUE(control.uploadFileFromMTPEx(device, head, file, "/ignored", (folder / "back").string(), nullptr,
                                             nullptr, &error));
     EXPECT_EQ(read(folder / "back"), "new song");
-
     NodeID found;
     _MTP_MEDIA_FILE_INFO* media =
         control.getMediaFileInfo(device, head, std::nullopt, "/My Phone/Card/a/b/new.mp3", &found);
@@ -126,6 +126,13 @@ TEST_F(VirtualDeviceTest, sendsIntoNewFoldersAndReceivesBack) {
     EXPECT_EQ(info->uint32("PlayLength"), 61U);
     EXPECT_EQ(info->uint64("FileSize"), 8U);
     EXPECT_EQ(info->uint32("MediaType"), 0x1000001U);
+}
+
+TEST_F(VirtualDeviceTest, receivesWithAListThatIsFetchedForTheCallAlone) {
+    control.releaseMTPStorageList(std::exchange(head, nullptr));
+    EXPECT_TRUE(control.uploadFileFromMTP(device, nullptr, std::nullopt, "/My Phone/Card/Music/song.mp3",
+                                          (folder / "back").string(), nullptr, nullptr, &error));
+    EXPECT_EQ(read(folder / "back"), "song");
 }
 
 TEST_F(VirtualDeviceTest, changesLandOnTheDisk) {

@@ -264,6 +264,11 @@ TEST_F(FileServiceTransferTest, RenamingTakesWhatThePathSpellsAndTheIndexFollows
     EXPECT_TRUE(service->fileExistsAtPath("/Player/Phone/Renamed/inner", nullptr));
     EXPECT_EQ(indexed("/Player/Phone/Folder/inner"), std::nullopt);
     EXPECT_TRUE(indexed("/Player/Phone/Renamed/inner"));
+    // What was sent to the old path before leads nobody to the folder's new place.
+    ASSERT_TRUE(service->writeFileData("/Player/Phone/Old/x", bytes("x")));
+    rename("/Player/Phone/Old", "New");
+    EXPECT_TRUE(service->writeFileData("/Player/Phone/Old/y", bytes("y")));
+    EXPECT_TRUE(isOnDevice("Phone/New/x") && isOnDevice("Phone/Old/y"));
     rename("/Player/Phone/Gone/b.mp3", "c.mp3");
     EXPECT_TRUE(isOnDevice("Phone/b.mp3")) << "a namesake elsewhere";
     rename("/Player/Phone/Renamed/inner", "../out");
