@@ -11,13 +11,8 @@ wait_for mtpservice devices
 mount -o remount,size=5g /storages/Phone
 check "a foreign responder" usb_guest_tests --gtest_color=no $whole
 cat /tmp/said
-pull_out
-stop_responder
+serve_own $device 8G
 umount /storages/Phone
-mtpservice virtual create $device --name "Guest Player" --storage Phone:8G --storage Card:8M > /dev/null 2>&1
-make_gadget own
-start_own $device own
-plug_in
 check "ours" env GUEST_STORAGES=$device GUEST_GADGET=own usb_guest_tests --gtest_color=no $whole
 cat /tmp/said
 exit $failures

@@ -19,13 +19,27 @@ cancelled_put() {
     [ -z "$(find $phone -name "$(basename "$1")")" ]
 }
 
-# torn_put FILE: the cable is pulled while its bytes are on the way. The program has to notice, and end.
+# torn_put FILE: the cable is pulled while its bytes are on the way. The program has to notice, and end, long before the
+# bounds of its calls.
 torn_put() {
     mtpservice put --no-metadata "$1" &
     local job=$!
     wait_for on_its_way "$1" || return 1
     pull_out
-    fails wait $job
+    local began=$(seconds)
+    fails wait $job && [ $(($(seconds) - began)) -lt 20 ]
+}
+
+# watched: whether a person who watches sees the device come, go and come again.
+watched() {
+    mtpservice devices --watch > /tmp/watched 2>&1 &
+    local watcher=$!
+    wait_for grep -q '^attached  1100000  ' /tmp/watched && pull_out &&
+        wait_for grep -q '^detached  1100000  ' /tmp/watched && plug_in &&
+        wait_for sh -c '[ $(grep -c ^attached /tmp/watched) = 2 ]'
+    local status=$?
+    kill $watcher
+    wait $watcher && return $status
 }
 
 mkdir -p "$local/tree/sub" "$local/back"
@@ -41,6 +55,9 @@ check "the device is listed" mtpservice devices
 check "with its location and name" said '^1100000 .*Guest Player.*GUEST0001.*usb 1-1'
 check "storages are listed" mtpservice storages
 check "with the labels that a person knows" said 'Phone.*160 MiB'
+check "it describes itself" mtpservice devices --verbose
+check "with its responder's name and operations" said 'umtprd'
+check "nothing keeps it from being used" mtpservice doctor
 check "a person's commands do what they do on every device" as_everywhere /storages
 check "a mixed tree is sent" mtpservice put --no-metadata "$local/tree"
 check "the default folders were made" test -d $phone/DCIM/Camera -a -d $phone/Sounds -a -d $phone/Videos -a -d $phone/Playlists
@@ -53,22 +70,23 @@ check "with its names" cmp "$local/tree/sub/Grüße 日本.png" "$local/back/DCI
 check "a file is deleted" mtpservice rm "Phone/DCIM/Camera/whole packets.jpg"
 check "and gone" test ! -e "$phone/DCIM/Camera/whole packets.jpg"
 check "a storage that is full refuses" fails mtpservice put --no-metadata --storage Card "$local/card-cannot.jpg"
+check "and says so" said 'full'
 check "and keeps nothing of it" test -z "$(find /storages/Card -type f)"
 check "cancelling leaves nothing of the file under way" cancelled_put "$local/large.mp3"
 check "who holds a device is told" grep 'Another program is using "Guest Player": mtpservice (process' /tmp/refused
 check "and the device goes on" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
 check "a program is killed in the middle of a transfer" killed_put "$local/large.mp3"
 check "and the device goes on" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
+check "an application is told of a file that appears" announced $phone/appears.txt
 check "pulling the cable ends the transfer" torn_put "$local/large.mp3"
 check "and nothing is attached" fails mtpservice devices
 plug_in
 check "plugged in, it is back" wait_for is_back
 check "and works" mtpservice put --no-metadata --overwrite always "$local/tree/sub"
 rm -rf "$local"
+check "a person who watches sees it go and come" watched
 check "the session over this line" timeout 120 usb_guest_tests --gtest_color=no --gtest_brief=1
 tail -3 /tmp/said
 
-pull_out
-stop_responder
 sh /guest/own.sh
 exit $((failures + $?))

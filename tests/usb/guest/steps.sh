@@ -60,12 +60,29 @@ is_back() {
     mtpservice storages
 }
 
-# misbehaves SEED ROUNDS: that many rounds of random misbehaviour of the line, all of which have to hold. A device that
-# leaves the bus for what it gets is plugged in again.
+# serve_own FOLDER SIZE: our own responder in place of what is plugged in, with a virtual device in FOLDER whose storage Phone
+# has the SIZE.
+serve_own() {
+    pull_out
+    stop_responder
+    mtpservice virtual create "$1" --name "Guest Player" --storage "Phone:$2" --storage Card:8M > /dev/null 2>&1
+    make_gadget own
+    # Hosts that go by Microsoft's descriptor ask for it like this.
+    echo 1 > "$gadget/os_desc/use"
+    echo 0xCD > "$gadget/os_desc/b_vendor_code"
+    echo MSFT100 > "$gadget/os_desc/qw_sign"
+    ln -s "$gadget/configs/c.1" "$gadget/os_desc"
+    start_own "$1" own
+    plug_in
+}
+
+# misbehaves SECONDS OPTION...: random misbehaviour of the line, all rounds of which have to hold, in that time at the most. A
+# device that leaves the bus for what it gets is plugged in again.
 misbehaves() {
     while :; do usleep 300000; [ -n "$(cat "$gadget/UDC")" ] || plug_in; done > /dev/null 2>&1 &
-    local keeper=$!
-    timeout 300 misbehave --usb --seed "$1" --rounds "$2"
+    local keeper=$! limit=$1
+    shift
+    timeout "$limit" misbehave --usb "$@"
     local status=$?
     kill $keeper
     { wait $keeper; } 2> /dev/null
