@@ -4,6 +4,19 @@
 #include "mtp/Bytes.h"
 
 namespace mtpsdk {
+namespace {
+
+/// One of the texts that end a dataset. Devices leave out those at the end that they have nothing to say in.
+std::u16string lastText(ByteReader& reader) {
+    return reader.remaining() > 0 ? reader.string() : std::u16string();
+}
+
+/// Whether a dataset that ends in texts is sound. What some devices add behind it is passed over.
+bool isSound(const ByteReader& reader) {
+    return !reader.failed();
+}
+
+} // namespace
 
 std::vector<std::byte> encode(const DeviceInfo& info) {
     ByteWriter writer;
@@ -36,11 +49,11 @@ bool decode(std::span<const std::byte> bytes, DeviceInfo& info) {
     info.deviceProperties = reader.array<std::uint16_t>();
     info.captureFormats = reader.array<std::uint16_t>();
     info.playbackFormats = reader.array<std::uint16_t>();
-    info.manufacturer = reader.string();
-    info.model = reader.string();
-    info.deviceVersion = reader.string();
-    info.serialNumber = reader.string();
-    return reader.finished();
+    info.manufacturer = lastText(reader);
+    info.model = lastText(reader);
+    info.deviceVersion = lastText(reader);
+    info.serialNumber = lastText(reader);
+    return isSound(reader);
 }
 
 std::vector<std::byte> encode(const StorageInfo& info) {
@@ -64,9 +77,9 @@ bool decode(std::span<const std::byte> bytes, StorageInfo& info) {
     info.maxCapacity = reader.u64();
     info.freeSpace = reader.u64();
     info.freeObjects = reader.u32();
-    info.description = reader.string();
-    info.volumeIdentifier = reader.string();
-    return reader.finished();
+    info.description = lastText(reader);
+    info.volumeIdentifier = lastText(reader);
+    return isSound(reader);
 }
 
 std::vector<std::byte> encode(const ObjectInfo& info) {
@@ -110,11 +123,11 @@ bool decode(std::span<const std::byte> bytes, ObjectInfo& info) {
     info.associationType = reader.u16();
     info.associationDescription = reader.u32();
     info.sequenceNumber = reader.u32();
-    info.filename = reader.string();
-    info.captureDate = reader.string();
-    info.modificationDate = reader.string();
-    info.keywords = reader.string();
-    return reader.finished();
+    info.filename = lastText(reader);
+    info.captureDate = lastText(reader);
+    info.modificationDate = lastText(reader);
+    info.keywords = lastText(reader);
+    return isSound(reader);
 }
 
 std::vector<std::byte> encode(const PropertyValue& value) {

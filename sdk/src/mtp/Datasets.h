@@ -14,7 +14,8 @@
 
 /// The datasets that data phases carry. `encode` makes the bytes of one, without a container's header. `decode` takes
 /// bytes that nobody vouches for: false for bytes that are too short, go on behind the end, or lie about a count; the
-/// target is then not to be used.
+/// target is then not to be used. The three descriptions that end in texts (of a device, a storage, an object) may lack
+/// the last of them, or go on behind them, since those of real devices do.
 namespace mtpsdk {
 
 /// The size of an object whose 32-bit field says sizeUnknown has to be asked for as a property.
