@@ -305,6 +305,35 @@ TEST(PhaseReader, ASinkThatStopsLeavesNothingPostedAndDrainingReachesTheEnd) {
     EXPECT_EQ(reader.answered(), answered);
 }
 
+TEST(PhaseReader, ASinkThatStopsWithTheLastBytesLeavesTheResponseAlone) {
+    const BlockSink stops = [](std::span<const std::byte>) { return false; };
+    const auto answered = decodeHeader(response)->transactionId;
+    for (const std::uint32_t told : {1000U, containerLengthUnknown}) {
+        PlayedPipe pipe(true);
+        PhaseReader reader(pipe);
+        pipe.play(phaseOf(ContainerType::Data, 1000, told));
+        EXPECT_EQ(reader.receive(stops, 1s), PipeResult::stopped);
+        EXPECT_TRUE(reader.stoppedAtEnd());
+        EXPECT_EQ(pipe.inFlight(), 0U);
+        pipe.play(response);
+        EXPECT_EQ(reader.drain(1ms, 1min), PipeResult::done);
+        EXPECT_EQ(reader.answered(), answered);
+
+        pipe.play(phaseOf(ContainerType::Data, 200'000, 200'000));
+        EXPECT_EQ(reader.receive(stops, 1s), PipeResult::stopped);
+        EXPECT_FALSE(reader.stoppedAtEnd()) << "more is to come";
+    }
+    // A response that was read ahead has come all the same.
+    PlayedPipe pipe(true);
+    PhaseReader reader(pipe);
+    reader.beginTransaction(2);
+    pipe.play(data(1000));
+    pipe.play(response);
+    EXPECT_EQ(reader.receive(stops, 1s), PipeResult::stopped);
+    EXPECT_EQ(reader.answered(), answered);
+    EXPECT_EQ(pipe.inFlight(), 0U);
+}
+
 TEST(PhaseWriter, HeaderAndBytesGoInOneStreamClosedByAnEmptyPacketWhereItIsDue) {
     for (const std::size_t size : awkwardLengths) {
         PlayedPipe pipe(false);

@@ -126,6 +126,7 @@ bool PhaseReader::take(Phase& phase, const BulkPipe::Block& block, const BlockSi
 
 PipeResult PhaseReader::receive(const BlockSink& sink, std::chrono::milliseconds patience) {
     Phase phase;
+    _stoppedAtEnd = false;
     for (int emptyBlocks = 0; !phase.ended;) {
         const BulkPipe::Block block = next(phase, patience);
         if (block.result != PipeResult::done) {
@@ -139,6 +140,7 @@ PipeResult PhaseReader::receive(const BlockSink& sink, std::chrono::milliseconds
             continue;
         }
         if (!take(phase, block, sink)) {
+            _stoppedAtEnd = phase.ended;
             return giveUp(PipeResult::stopped);
         }
     }
@@ -178,9 +180,12 @@ void PhaseReader::forgetStash() {
 }
 
 PipeResult PhaseReader::giveUp(PipeResult result) {
+    if (_isAhead || _stoppedAtEnd) {
+        dropReadAhead(); // the response may be among it
+        return result;
+    }
     abandon(_pipe);
     _asked = 0;
-    _isAhead = false;
     forgetStash();
     return result;
 }

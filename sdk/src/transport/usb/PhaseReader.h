@@ -31,6 +31,8 @@ public:
     [[nodiscard]] PipeResult drain(std::chrono::milliseconds silence, std::chrono::milliseconds limit);
     /// The transaction whose response came since beginTransaction, be it one that nobody waited for any more.
     [[nodiscard]] std::optional<std::uint32_t> answered() const { return _answered; }
+    /// The sink stopped the last phase with its last bytes: nothing of it is left on the line.
+    [[nodiscard]] bool stoppedAtEnd() const { return _stoppedAtEnd; }
     /// Posts reads for so many small phases that the device will send, so that the line need not wait for them to be
     /// asked for. What the reads get beyond that is not lost.
     void beginTransaction(std::size_t phasesToCome = 0);
@@ -66,6 +68,7 @@ private:
     Stashed _current;         ///< the stashed block that is being handed on
     std::uint64_t _asked = 0; ///< of the reads in flight
     bool _isAhead = false;    ///< reads of the transaction under way were posted before its command
+    bool _stoppedAtEnd = false;
     std::optional<std::uint32_t> _answered;
 };
 

@@ -105,7 +105,9 @@ DGSTATUS UsbTransport::send(std::span<const std::byte> header, std::uint64_t pay
 }
 
 DGSTATUS UsbTransport::receive(const BlockSink& sink) {
-    return conclude(_reader.receive(sink, patience()));
+    const DGSTATUS status = conclude(_reader.receive(sink, patience()));
+    _stopped = _stopped && !_reader.stoppedAtEnd(); // only the response is missing
+    return status;
 }
 
 DGSTATUS UsbTransport::conclude(PipeResult result) {

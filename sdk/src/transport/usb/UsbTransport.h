@@ -54,7 +54,7 @@ private:
     std::optional<UsbEventReader> _events;
     std::optional<OperationCode> _operation; ///< of the transaction under way
     bool _cutShort = false;                  ///< a phase out ended before all was sent
-    bool _stopped = false;                   ///< the phase before was ended by whoever moved its bytes
+    bool _stopped = false;                   ///< whoever moved the bytes of the phase before ended it before its time
 
     std::atomic<bool> _closed = false;
     std::mutex _mutex; ///< for waiting only
