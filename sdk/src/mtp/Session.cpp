@@ -60,9 +60,7 @@ Session::Implementation::Implementation(std::unique_ptr<Transport> line)
     , transactions(*transport) {}
 
 Session::Implementation::~Implementation() {
-    if (events && !transactions.gone()) {
-        (void) transactions.run(Request(OperationCode::CloseSession, {}));
-    }
+    transactions.closeSession();
     transport->close();
     events.reset();
 }
@@ -173,9 +171,9 @@ DGSTATUS Session::storageInfo(std::uint32_t storageId, StorageInfo& info) {
 }
 
 DGSTATUS Session::listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries,
-                             Listing listing) {
+                             Listing listing, Listing* told) {
     const Turn turn(*_implementation);
-    return turn.run([&] { return _implementation->listFolder(storageId, parent, entries, listing); });
+    return turn.run([&] { return _implementation->listFolder(storageId, parent, entries, listing, told); });
 }
 
 DGSTATUS Session::objectEntry(std::uint32_t handle, ObjectEntry& entry) {

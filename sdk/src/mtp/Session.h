@@ -96,9 +96,9 @@ public:
 
     /// The objects directly in a folder (parent 0: the storage's root): one property-list request where the device has
     /// it, else handles and one object info each. Order is the device's. Names alone come as brief entries, complete
-    /// ones where the device does not list by group.
+    /// ones where the device does not list by group; `told` (may be null) says which list it was.
     [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries,
-                                      Listing listing = Listing::complete);
+                                      Listing listing = Listing::complete, Listing* told = nullptr);
     [[nodiscard]] DGSTATUS objectEntry(std::uint32_t handle, ObjectEntry& entry);
     /// All objects of one format on a storage, however deep they lie, with one request. DGSTATUS_NOT_SUPPORT_OP when
     /// the device cannot pick by format.

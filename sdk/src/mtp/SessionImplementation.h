@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,7 +32,7 @@ public:
     // Storages and objects (SessionListing.cpp).
     [[nodiscard]] DGSTATUS storageIds(std::vector<std::uint32_t>& ids);
     [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries,
-                                      Listing listing = Listing::complete);
+                                      Listing listing = Listing::complete, Listing* told = nullptr);
     [[nodiscard]] DGSTATUS objectEntry(std::uint32_t handle, ObjectEntry& entry);
     /// What a listing and a query of the metadata would tell, by one request where the device can.
     [[nodiscard]] DGSTATUS readBack(std::uint32_t handle, std::uint16_t format, ObjectEntry& entry,
@@ -44,6 +45,10 @@ public:
     [[nodiscard]] DGSTATUS readProperty(std::uint32_t handle, std::uint16_t property, DataType type,
                                         PropertyValue& value);
     [[nodiscard]] DGSTATUS setProperty(std::uint32_t handle, ObjectPropertyCode property, const PropertyValue& value);
+    /// Leaves the properties that the device lets be written of objects of a format.
+    void keepWritable(std::uint16_t format, std::vector<ObjectPropElement>& elements);
+    [[nodiscard]] DGSTATUS writeProperties(std::uint32_t handle, std::uint16_t format,
+                                           std::span<const ObjectPropElement> elements);
     /// The properties of an object of a format that the device keeps; asked once a format.
     [[nodiscard]] const std::vector<std::uint16_t>& supportedProperties(std::uint16_t format);
 
@@ -68,6 +73,19 @@ public:
     std::atomic<std::thread::id> turnHolder{};
 
 private:
+    /// Whether lists of a kind have told of anything yet, of the roots and of folders apart. Until then one that tells
+    /// of nothing proves nothing.
+    struct ListProof {
+        bool ofRoots = false;
+        bool ofFolders = false;
+
+        [[nodiscard]] bool& of(std::uint32_t parent) { return parent == 0 ? ofRoots : ofFolders; }
+        /// What a list comes to that did not tell of any object: DGSTATUS_SUCCESS when that can be believed.
+        [[nodiscard]] DGSTATUS ofEmptiness(DGSTATUS status, std::uint32_t parent);
+        /// DGSTATUS_NO_DATA for a list whose emptiness cannot be believed.
+        [[nodiscard]] DGSTATUS take(const std::vector<ObjectEntry>& entries, std::uint32_t parent);
+    };
+
     // Listing.
     [[nodiscard]] bool listsByProperties(std::uint32_t storageId, std::uint32_t parent);
     [[nodiscard]] DGSTATUS listByProperties(std::uint32_t storageId, std::uint32_t parent,
@@ -76,9 +94,9 @@ private:
                                           std::vector<ObjectEntry>& entries);
     /// Success only where the device gave name, format and place of each object there.
     [[nodiscard]] DGSTATUS listNames(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries);
-    /// The group of properties that holds the names; 0 when there is none. Asked once.
+    /// The group of properties that holds the names of objects of every format; 0 when there is none. Asked once.
     [[nodiscard]] std::uint32_t nameGroup();
-    [[nodiscard]] std::uint32_t groupOfName(FormatCode format);
+    [[nodiscard]] std::uint32_t groupOfName(std::uint16_t format);
     [[nodiscard]] DGSTATUS listByHandles(std::uint32_t storageId, std::uint32_t parent,
                                          std::vector<ObjectEntry>& entries);
     [[nodiscard]] DGSTATUS entryFromInfo(std::uint32_t handle, ObjectEntry& entry);
@@ -87,17 +105,34 @@ private:
     [[nodiscard]] DGSTATUS entryInstead(DGSTATUS listed, std::uint32_t handle, ObjectEntry& entry);
 
     // Sending.
+    /// What the device made of an announcement.
+    struct Announcement {
+        std::uint32_t handle = 0;              ///< not always the object's last
+        std::vector<ObjectPropElement> unsent; ///< metadata that it did not hold
+    };
+    /// What the device does not take in the list that announces an object of a format, though it keeps it.
+    struct ListLimit {
+        bool nameAlone = false;
+        std::set<std::uint16_t> refused;
+
+        /// 0: the device does not say which property is to blame.
+        void add(std::uint16_t property);
+    };
     [[nodiscard]] std::uint16_t acceptedFormat(std::uint16_t format) const;
-    [[nodiscard]] std::vector<ObjectPropElement> propertiesToSend(const NewObject& object);
-    [[nodiscard]] DGSTATUS announce(const NewObject& object, std::uint32_t& handle, bool& mediaSent);
-    [[nodiscard]] DGSTATUS announceByList(const NewObject& object, std::uint32_t& handle, bool& mediaSent);
+    [[nodiscard]] std::vector<ObjectPropElement> propertiesToSend(const NewObject& object,
+                                                                  std::vector<ObjectPropElement>& unsent);
+    [[nodiscard]] DGSTATUS announce(const NewObject& object, Announcement& announced);
+    [[nodiscard]] DGSTATUS announceByList(const NewObject& object, Announcement& announced);
     [[nodiscard]] DGSTATUS announceByProperties(const NewObject& object, std::span<const ObjectPropElement> properties,
-                                                std::uint32_t& handle);
+                                                Reply& reply);
     [[nodiscard]] DGSTATUS announceByInfo(const ObjectInfo& info, std::uint32_t& handle);
     [[nodiscard]] DGSTATUS sendBytes(const NewObject& object, const BlockSource& source,
                                      const TransferProgress& progress);
+    /// `media` null: not asked for yet.
     [[nodiscard]] DGSTATUS confirm(const NewObject& object, std::uint32_t handle, ObjectEntry& sent,
-                                   MediaProperties& media);
+                                   MediaProperties* media);
+    [[nodiscard]] DGSTATUS complete(std::uint16_t format, std::span<const ObjectPropElement> unsent, ObjectEntry& sent,
+                                    MediaProperties& media);
     [[nodiscard]] DGSTATUS findByName(std::uint32_t storageId, std::uint32_t parent, const std::u16string& name,
                                       ObjectEntry& entry);
     bool removePartial(const NewObject& object, std::uint32_t handle);
@@ -109,9 +144,11 @@ private:
     bool _rootListsRefused = false;
     bool _objectListsRefused = false;
     bool _nameListsRefused = false;
-    bool _nameListsWork = false; ///< one has told of something
+    ListProof _listProof;
+    ListProof _nameListProof;
     std::optional<std::uint32_t> _nameGroup;
     bool _propertySendsRefused = false;
+    std::map<std::uint16_t, ListLimit> _listLimits; ///< by format
 };
 
 /// Takes one row of a property list into what is known of the object; false for a property of another kind.

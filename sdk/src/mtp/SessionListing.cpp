@@ -108,7 +108,8 @@ private:
 };
 
 /// Asks for a property, all of them or (property 0) a group of a folder's children. DGSTATUS_NO_DATA when the list
-/// tells of the folder itself alone.
+/// tells of nothing, or of the folder itself alone: a device that takes the root's handle, or the depth, for nothing
+/// at all answers so too.
 DGSTATUS readChildren(Transactions& transactions, std::uint32_t handle, std::uint32_t property, std::uint32_t group,
                       DraftList& list) {
     std::vector<std::byte> data;
@@ -120,8 +121,8 @@ DGSTATUS readChildren(Transactions& transactions, std::uint32_t handle, std::uin
     if (!decodePropertyList(data, [&list](ObjectPropElement&& element) { list.take(element); })) {
         return DGSTATUS_INTERNAL_INVALIDDATASET;
     }
-    const bool isFolderAlone = list.drafts().size() == 1 && list.drafts().front().entry.handle == handle;
-    return isFolderAlone ? DGSTATUS_NO_DATA : DGSTATUS_SUCCESS;
+    const auto isChild = [handle](const Draft& draft) { return draft.entry.handle != handle; };
+    return std::ranges::any_of(list.drafts(), isChild) ? DGSTATUS_SUCCESS : DGSTATUS_NO_DATA;
 }
 
 /// The device answers 0 for the root, or what the request called it.
@@ -206,37 +207,64 @@ bool Session::Implementation::listsByProperties(std::uint32_t storageId, std::ui
     return std::ranges::count(*_listedStorages, storageId) != 0;
 }
 
-std::uint32_t Session::Implementation::groupOfName(FormatCode format) {
+std::uint32_t Session::Implementation::groupOfName(std::uint16_t format) {
     std::vector<std::byte> data;
     ObjectPropDesc description;
-    const bool isTold = can(OperationCode::GetObjectPropDesc) &&
-                        transactions.read(Request(OperationCode::GetObjectPropDesc,
-                                                  {raw(ObjectPropertyCode::ObjectFileName), raw(format)}),
-                                          data) == DGSTATUS_SUCCESS &&
-                        decode(data, description);
+    const bool isTold =
+        can(OperationCode::GetObjectPropDesc) &&
+        transactions.read(Request(OperationCode::GetObjectPropDesc, {raw(ObjectPropertyCode::ObjectFileName), format}),
+                          data) == DGSTATUS_SUCCESS &&
+        decode(data, description);
     return isTold ? description.group : 0;
 }
 
-/// Groups are a format's affair; a list by group must leave out neither folders nor files of any kind.
+/// Groups are a format's affair; a list by group must leave out neither folders nor files of any kind. Most devices
+/// keep no groups, and are asked one question.
 std::uint32_t Session::Implementation::nameGroup() {
-    if (!_nameGroup) {
-        const std::uint32_t ofFiles = groupOfName(FormatCode::Undefined);
-        _nameGroup = ofFiles != 0 && groupOfName(FormatCode::Association) == ofFiles ? ofFiles : 0;
+    if (_nameGroup) {
+        return *_nameGroup;
     }
+    std::vector<std::uint16_t> formats = device.playbackFormats;
+    formats.insert(formats.end(), device.captureFormats.begin(), device.captureFormats.end());
+    formats.push_back(raw(FormatCode::Association));
+    std::ranges::sort(formats);
+    formats.erase(std::unique(formats.begin(), formats.end()), formats.end());
+    std::erase(formats, raw(FormatCode::Undefined));
+    const std::uint32_t group = groupOfName(raw(FormatCode::Undefined));
+    const bool isSame =
+        group != 0 && std::ranges::all_of(formats, [&](std::uint16_t format) { return groupOfName(format) == group; });
+    _nameGroup = isSame ? group : 0;
     return *_nameGroup;
 }
 
 DGSTATUS Session::Implementation::listFolder(std::uint32_t storageId, std::uint32_t parent,
-                                             std::vector<ObjectEntry>& entries, Listing listing) {
-    if (listing == Listing::names && !_nameListsRefused && listsByProperties(storageId, parent) && nameGroup() != 0) {
-        const DGSTATUS status = listNames(storageId, parent, entries);
-        if (status == DGSTATUS_SUCCESS) {
-            return status;
-        }
-        // Nothing at all is no refusal, but as long as no such list has told of anything it proves nothing either.
-        _nameListsRefused = status != DGSTATUS_NO_DATA && status != DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
+                                             std::vector<ObjectEntry>& entries, Listing listing, Listing* told) {
+    Listing ignored{};
+    Listing& kind = told != nullptr ? *told : ignored;
+    kind = Listing::complete;
+    if (listing == Listing::complete || _nameListsRefused || !listsByProperties(storageId, parent) ||
+        nameGroup() == 0) {
+        return listCompletely(storageId, parent, entries);
     }
-    return listCompletely(storageId, parent, entries);
+    const DGSTATUS named = listNames(storageId, parent, entries);
+    if (named == DGSTATUS_SUCCESS) {
+        kind = Listing::names;
+        return named;
+    }
+    const DGSTATUS status = listCompletely(storageId, parent, entries);
+    // Nothing at all is no refusal where there is nothing.
+    const bool mayBeEmpty = named == DGSTATUS_NO_DATA || named == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE;
+    _nameListsRefused = !mayBeEmpty || (status == DGSTATUS_SUCCESS && !entries.empty());
+    return status;
+}
+
+DGSTATUS Session::Implementation::ListProof::ofEmptiness(DGSTATUS status, std::uint32_t parent) {
+    return status == DGSTATUS_NO_DATA && of(parent) ? DGSTATUS_SUCCESS : status;
+}
+
+DGSTATUS Session::Implementation::ListProof::take(const std::vector<ObjectEntry>& entries, std::uint32_t parent) {
+    of(parent) = of(parent) || !entries.empty();
+    return of(parent) ? DGSTATUS_SUCCESS : DGSTATUS_NO_DATA;
 }
 
 DGSTATUS Session::Implementation::listNames(std::uint32_t storageId, std::uint32_t parent,
@@ -246,7 +274,7 @@ DGSTATUS Session::Implementation::listNames(std::uint32_t storageId, std::uint32
     DraftList list;
     const DGSTATUS status = readChildren(transactions, handle, 0, nameGroup(), list);
     if (status != DGSTATUS_SUCCESS) {
-        return status;
+        return _nameListProof.ofEmptiness(status, parent);
     }
     entries.reserve(list.drafts().size());
     for (Draft& draft : list.drafts()) {
@@ -264,8 +292,7 @@ DGSTATUS Session::Implementation::listNames(std::uint32_t storageId, std::uint32
         entry.media.reset();
         entries.push_back(std::move(entry));
     }
-    _nameListsWork = _nameListsWork || !entries.empty();
-    return _nameListsWork ? DGSTATUS_SUCCESS : DGSTATUS_NO_DATA;
+    return _nameListProof.take(entries, parent);
 }
 
 DGSTATUS Session::Implementation::listCompletely(std::uint32_t storageId, std::uint32_t parent,
@@ -283,7 +310,11 @@ DGSTATUS Session::Implementation::listCompletely(std::uint32_t storageId, std::u
         refused = (isRefusal(listed) || rootUnknown) && listed != DGSTATUS_INTERNAL_INVALIDDATASET;
     }
     const DGSTATUS status = listByHandles(storageId, parent, entries);
-    // Not empty at all: the device pays no heed to the depth that was asked for.
+    if (listed == DGSTATUS_NO_DATA && mayBeRefusal(status)) {
+        entries.clear();
+        return DGSTATUS_SUCCESS; // a device that only has lists
+    }
+    // Not empty at all: the device pays no heed to the depth, or takes the root's handle for no object.
     refused = refused || (listed == DGSTATUS_NO_DATA && !entries.empty()) ||
               (isSilentRefusal(listed) && status == DGSTATUS_SUCCESS);
     return isSilentRefusal(listed) && isSilentRefusal(status) ? listed : status;
@@ -295,7 +326,7 @@ DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std:
     DraftList list;
     const DGSTATUS status = readChildren(transactions, handle, allProperties, 0, list);
     if (status != DGSTATUS_SUCCESS) {
-        return status;
+        return _listProof.ofEmptiness(status, parent);
     }
     entries.reserve(list.drafts().size());
     for (Draft& draft : list.drafts()) {
@@ -319,7 +350,7 @@ DGSTATUS Session::Implementation::listByProperties(std::uint32_t storageId, std:
         entry.parent = parent;
         entries.push_back(std::move(entry));
     }
-    return DGSTATUS_SUCCESS;
+    return _listProof.take(entries, parent);
 }
 
 DGSTATUS Session::Implementation::listByHandles(std::uint32_t storageId, std::uint32_t parent,

@@ -159,6 +159,9 @@ const std::vector<std::uint16_t>& Session::Implementation::supportedProperties(s
         if (status != DGSTATUS_SUCCESS || !decode(data, properties)) {
             properties.clear();
         }
+        // What is listed is asked for one by one: nothing is twice, however long a list the device makes of it.
+        std::ranges::sort(properties);
+        properties.erase(std::unique(properties.begin(), properties.end()), properties.end());
     }
     return _supportedProperties[format] = std::move(properties);
 }
@@ -191,26 +194,37 @@ DGSTATUS Session::Implementation::setProperty(std::uint32_t handle, ObjectProper
                               reply);
 }
 
-DGSTATUS Session::Implementation::setMediaProperties(std::uint32_t handle, std::uint16_t format,
-                                                     const MediaProperties& media) {
-    const auto elements = mediaElements(media);
+void Session::Implementation::keepWritable(std::uint16_t format, std::vector<ObjectPropElement>& elements) {
     if (elements.empty() || !can(OperationCode::SetObjectPropValue)) {
-        return DGSTATUS_SUCCESS;
+        elements.clear();
+        return;
     }
-    (void) supportedProperties(format);
-    std::vector<std::uint16_t>& supported = _supportedProperties[format];
+    const auto& supported = supportedProperties(format);
+    std::erase_if(elements, [&supported](const ObjectPropElement& element) {
+        return std::ranges::count(supported, element.property) == 0;
+    });
+}
+
+DGSTATUS Session::Implementation::writeProperties(std::uint32_t handle, std::uint16_t format,
+                                                  std::span<const ObjectPropElement> elements) {
     for (const ObjectPropElement& element : elements) {
-        if (std::ranges::count(supported, element.property) == 0) {
-            continue;
-        }
         const DGSTATUS status = setProperty(handle, static_cast<ObjectPropertyCode>(element.property), element.value);
-        if (isRefusal(status)) {
-            std::erase(supported, element.property); // some only read what they list; asking for every file costs time
+        const bool isRefusedInLists = _listLimits[format].refused.contains(element.property);
+        if (isRefusal(status) || (isRefusedInLists && isWriteRefusal(status))) {
+            // Some only read what they list; asking for every file costs time.
+            std::erase(_supportedProperties[format], element.property);
         } else if (status != DGSTATUS_SUCCESS && !isWriteRefusal(status)) {
             return status;
         }
     }
     return DGSTATUS_SUCCESS;
+}
+
+DGSTATUS Session::Implementation::setMediaProperties(std::uint32_t handle, std::uint16_t format,
+                                                     const MediaProperties& media) {
+    auto elements = mediaElements(media);
+    keepWritable(format, elements);
+    return writeProperties(handle, format, elements);
 }
 
 DGSTATUS Session::Implementation::readBack(std::uint32_t handle, std::uint16_t format, ObjectEntry& entry,

@@ -12,6 +12,13 @@ namespace {
 /// Abstract objects (playlists and their kin) are what they are by their format alone.
 constexpr std::uint16_t firstAbstractFormat = 0xBA00;
 constexpr std::uint16_t lastAbstractFormat = 0xBAFF;
+/// Those of them that hold no bytes of their own; documents follow behind.
+constexpr std::uint16_t lastCollectionFormat = 0xBA0F;
+
+/// Parameters of the response to an announcement: the new handle, and of a refused list the property that is to blame,
+/// by its place in the list.
+constexpr std::size_t handlePlace = 2;
+constexpr std::size_t refusedPlace = 3;
 
 /// Counts the bytes of one transfer and reports after every block of progressBlock bytes, however the bytes come. The
 /// end is reported apart, once the device has confirmed it.
@@ -59,6 +66,10 @@ bool isSameName(const std::u16string& left, const std::u16string& right) {
     return left == right || platform::caseFolded(left) == platform::caseFolded(right);
 }
 
+bool isCollection(std::uint16_t format) {
+    return format >= firstAbstractFormat && format <= lastCollectionFormat;
+}
+
 /// Whether a device does not take this list of properties, or none.
 bool isListRefusal(DGSTATUS status) {
     return isRefusal(status) || status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPFORMAT ||
@@ -73,7 +84,15 @@ std::uint16_t Session::Implementation::acceptedFormat(std::uint16_t format) cons
     return accepted || isAbstract ? format : raw(FormatCode::Undefined);
 }
 
-std::vector<ObjectPropElement> Session::Implementation::propertiesToSend(const NewObject& object) {
+void Session::Implementation::ListLimit::add(std::uint16_t property) {
+    nameAlone = nameAlone || property == 0;
+    refused.insert(property);
+}
+
+/// The name, then what else the device takes in a list of this format. Metadata that it takes only by itself goes to
+/// `unsent`.
+std::vector<ObjectPropElement> Session::Implementation::propertiesToSend(const NewObject& object,
+                                                                         std::vector<ObjectPropElement>& unsent) {
     std::vector<ObjectPropElement> elements;
     elements.push_back({0, raw(ObjectPropertyCode::ObjectFileName), PropertyValue::string(object.name)});
     std::vector<ObjectPropElement> optional = mediaElements(object.media);
@@ -84,25 +103,27 @@ std::vector<ObjectPropElement> Session::Implementation::propertiesToSend(const N
         return elements;
     }
     const auto& supported = supportedProperties(object.format);
+    const ListLimit& limit = _listLimits[object.format];
     for (ObjectPropElement& element : optional) {
-        if (std::ranges::count(supported, element.property) != 0) {
+        if (std::ranges::count(supported, element.property) == 0) {
+            continue;
+        }
+        if (!limit.nameAlone && !limit.refused.contains(element.property)) {
             elements.push_back(std::move(element));
+        } else if (element.property != raw(ObjectPropertyCode::DateModified)) {
+            unsent.push_back(std::move(element));
         }
     }
     return elements;
 }
 
 DGSTATUS Session::Implementation::announceByProperties(const NewObject& object,
-                                                       std::span<const ObjectPropElement> properties,
-                                                       std::uint32_t& handle) {
+                                                       std::span<const ObjectPropElement> properties, Reply& reply) {
     const std::uint32_t parent = object.parent == 0 ? rootParent : object.parent;
     const Request request(OperationCode::SendObjectPropList,
                           {object.storageId, parent, object.format, static_cast<std::uint32_t>(object.size >> 32),
                            static_cast<std::uint32_t>(object.size)});
-    Reply reply;
-    const DGSTATUS status = transactions.write(request, encode(properties), reply);
-    handle = reply.parameters[2];
-    return status;
+    return transactions.write(request, encode(properties), reply);
 }
 
 DGSTATUS Session::Implementation::announceByInfo(const ObjectInfo& info, std::uint32_t& handle) {
@@ -110,31 +131,36 @@ DGSTATUS Session::Implementation::announceByInfo(const ObjectInfo& info, std::ui
     Reply reply;
     const DGSTATUS status =
         transactions.write(Request(OperationCode::SendObjectInfo, {info.storageId, parent}), encode(info), reply);
-    handle = reply.parameters[2];
+    handle = reply.parameters[handlePlace];
     return status;
 }
 
-DGSTATUS Session::Implementation::announceByList(const NewObject& object, std::uint32_t& handle, bool& mediaSent) {
-    const auto properties = propertiesToSend(object);
-    mediaSent = true;
-    const DGSTATUS status = announceByProperties(object, properties, handle);
-    if (!isListRefusal(status) || status == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED || properties.size() == 1) {
-        return status;
-    }
-    // One property that the device does not take must not keep the file from it.
-    mediaSent = false;
-    return announceByProperties(object, std::span(properties).first(1), handle);
-}
-
-DGSTATUS Session::Implementation::announce(const NewObject& object, std::uint32_t& handle, bool& mediaSent) {
-    DGSTATUS listed = DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
-    if (can(OperationCode::SendObjectPropList) && !_propertySendsRefused) {
-        listed = announceByList(object, handle, mediaSent);
-        if (!isListRefusal(listed) && !isSilentRefusal(listed)) {
-            return listed;
+DGSTATUS Session::Implementation::announceByList(const NewObject& object, Announcement& announced) {
+    const auto properties = propertiesToSend(object, announced.unsent);
+    Reply reply;
+    DGSTATUS status = announceByProperties(object, properties, reply);
+    if (isListRefusal(status) && status != DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED && properties.size() > 1) {
+        // One property that the device does not take must not keep the file from it, nor be tried with every file.
+        const std::uint32_t place = reply.parameters[refusedPlace];
+        announced.unsent = mediaElements(object.media);
+        status = announceByProperties(object, std::span(properties).first(1), reply);
+        if (status == DGSTATUS_SUCCESS) {
+            _listLimits[object.format].add(place > 0 && place < properties.size() ? properties[place].property : 0);
         }
     }
-    mediaSent = false;
+    announced.handle = reply.parameters[handlePlace];
+    return status;
+}
+
+DGSTATUS Session::Implementation::announce(const NewObject& object, Announcement& announced) {
+    DGSTATUS listed = DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
+    if (can(OperationCode::SendObjectPropList) && !_propertySendsRefused) {
+        listed = announceByList(object, announced);
+    }
+    if (!isListRefusal(listed) && !isSilentRefusal(listed)) {
+        return listed;
+    }
+    announced.unsent = mediaElements(object.media);
     ObjectInfo info;
     info.storageId = object.storageId;
     info.format = object.format;
@@ -142,9 +168,8 @@ DGSTATUS Session::Implementation::announce(const NewObject& object, std::uint32_
     info.filename = object.name;
     info.modificationDate = object.modified;
     info.setSize(object.size);
-    const DGSTATUS status = announceByInfo(info, handle);
-    _propertySendsRefused =
-        listed == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED || (isSilentRefusal(listed) && status == DGSTATUS_SUCCESS);
+    const DGSTATUS status = announceByInfo(info, announced.handle);
+    _propertySendsRefused = listed == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED || status == DGSTATUS_SUCCESS;
     return isSilentRefusal(listed) && isSilentRefusal(status) ? listed : status;
 }
 
@@ -177,14 +202,16 @@ DGSTATUS Session::Implementation::findByName(std::uint32_t storageId, std::uint3
 }
 
 DGSTATUS Session::Implementation::confirm(const NewObject& object, std::uint32_t handle, ObjectEntry& sent,
-                                          MediaProperties& media) {
-    DGSTATUS status =
-        handle == 0 ? DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE : readBack(handle, object.format, sent, media);
+                                          MediaProperties* media) {
+    const auto read = [&](std::uint32_t from) {
+        return media != nullptr ? readBack(from, object.format, sent, *media) : objectEntry(from, sent);
+    };
+    DGSTATUS status = handle == 0 ? DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE : read(handle);
     if (status == DGSTATUS_INTERNAL_INVALIDOBJECTHANDLE) {
         // Some devices give the object another handle once they have all of it.
         status = findByName(object.storageId, object.parent, object.name, sent);
         if (status == DGSTATUS_SUCCESS) {
-            status = readBack(sent.handle, object.format, sent, media);
+            status = read(sent.handle);
         }
     }
     if (status != DGSTATUS_SUCCESS) {
@@ -193,7 +220,25 @@ DGSTATUS Session::Implementation::confirm(const NewObject& object, std::uint32_t
     sent.storageId = object.storageId;
     sent.parent = object.parent;
     const bool beyondField = sent.size == sizeUnknown && object.size > sizeUnknown;
-    return sent.size == object.size || beyondField ? DGSTATUS_SUCCESS : DGSTATUS_INTERNAL_SIZE_MISMATCH;
+    return sent.size == object.size || beyondField || isCollection(object.format) ? DGSTATUS_SUCCESS
+                                                                                  : DGSTATUS_INTERNAL_SIZE_MISMATCH;
+}
+
+/// Writes what did not go out with the announcement, and reads back what has become of it.
+DGSTATUS Session::Implementation::complete(std::uint16_t format, std::span<const ObjectPropElement> unsent,
+                                           ObjectEntry& sent, MediaProperties& media) {
+    DGSTATUS status = writeProperties(sent.handle, format, unsent);
+    ObjectEntry entry;
+    if (!isLineFailure(status)) {
+        status = readBack(sent.handle, format, entry, media);
+    }
+    if (status == DGSTATUS_SUCCESS) {
+        entry.storageId = sent.storageId;
+        entry.parent = sent.parent;
+        sent = std::move(entry);
+    }
+    // A file without its metadata is better than no file.
+    return isLineFailure(status) ? status : DGSTATUS_SUCCESS;
 }
 
 bool Session::Implementation::removePartial(const NewObject& object, std::uint32_t handle) {
@@ -211,25 +256,25 @@ DGSTATUS Session::Implementation::sendObject(const NewObject& asked, const Block
                                              MediaProperties& media) {
     NewObject object = asked;
     object.format = acceptedFormat(asked.format);
-    std::uint32_t handle = 0;
-    bool mediaSent = false;
-    DGSTATUS status = announce(object, handle, mediaSent);
+    Announcement announced;
+    DGSTATUS status = announce(object, announced);
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }
     status = sendBytes(object, source, progress);
-    if (status == DGSTATUS_SUCCESS && !mediaSent && handle != 0) {
-        // A file without its metadata is better than no file.
-        const DGSTATUS mediaStatus = setMediaProperties(handle, object.format, object.media);
-        status = isLineFailure(mediaStatus) ? mediaStatus : DGSTATUS_SUCCESS;
-    }
     if (status == DGSTATUS_SUCCESS) {
-        status = confirm(object, handle, sent, media);
+        keepWritable(object.format, announced.unsent);
+        const bool isAllSent = announced.unsent.empty();
+        status = confirm(object, announced.handle, sent, isAllSent ? &media : nullptr);
+        if (status == DGSTATUS_SUCCESS && !isAllSent) {
+            announced.handle = sent.handle;
+            status = complete(object.format, announced.unsent, sent, media);
+        }
     }
     if (status == DGSTATUS_SUCCESS || transactions.gone()) {
         return status;
     }
-    const bool removed = removePartial(object, handle);
+    const bool removed = removePartial(object, announced.handle);
     if (status == DGSTATUS_IO_CANCEL) {
         return removed ? DGSTATUS_IO_CANCEL_SUCCESS : DGSTATUS_IO_CANCEL_FAILED;
     }

@@ -49,7 +49,7 @@ struct Transactions::Incoming {
 };
 
 DGSTATUS Transactions::openSession() {
-    _opening = true;
+    _isChanging = true;
     const auto open = [this] {
         _nextId = 0;
         return run(Request(OperationCode::OpenSession, {sessionId}));
@@ -63,8 +63,18 @@ DGSTATUS Transactions::openSession() {
     if (status == DGSTATUS_INTERNAL_SESSIONALREADYOPENED) {
         status = DGSTATUS_SUCCESS;
     }
-    _opening = false;
+    _isChanging = false;
+    _isOpen = status == DGSTATUS_SUCCESS;
     return status;
+}
+
+void Transactions::closeSession() {
+    if (_isOpen) {
+        _isOpen = false;
+        _isChanging = true;
+        (void) run(Request(OperationCode::CloseSession, {}));
+        _isChanging = false;
+    }
 }
 
 DGSTATUS Transactions::run(const Request& request, Reply& reply) {
@@ -142,7 +152,7 @@ DGSTATUS Transactions::transact(const Request& request, const DataOut* out, cons
         return answer.fault;
     }
     const DGSTATUS status = statusFromResponse(answer.reply.code);
-    if (status == DGSTATUS_INTERNAL_SESSIONNOTOPEN && !_opening) {
+    if (status == DGSTATUS_INTERNAL_SESSIONNOTOPEN && !_isChanging) {
         // The device dropped the session (it was reset, or someone else took it over): what comes next finds a new one.
         (void) openSession();
     }
@@ -250,7 +260,7 @@ DGSTATUS Transactions::settle(std::uint32_t id, DGSTATUS status) {
         markGone();
         return status;
     }
-    if (_opening) {
+    if (_isChanging) {
         return status;
     }
     const DGSTATUS cancelled = _transport.cancel(id);

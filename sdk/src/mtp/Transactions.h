@@ -47,6 +47,8 @@ public:
 
     /// Opens a session; one that is open is closed first, or used as it is when it does not close.
     [[nodiscard]] DGSTATUS openSession();
+    /// Closes the session that is open, if one is. Whatever becomes of it, none is opened any more.
+    void closeSession();
 
     /// No data phase expected.
     [[nodiscard]] DGSTATUS run(const Request& request, Reply& reply);
@@ -92,7 +94,8 @@ private:
 
     Transport& _transport;
     std::uint32_t _nextId = 0;
-    bool _opening = false;
+    bool _isOpen = false;
+    bool _isChanging = false; ///< the session is being opened or closed: a failure is not mended by opening one
     std::atomic<bool> _gone{false};
     std::atomic<std::uint64_t> _count{0};
 };

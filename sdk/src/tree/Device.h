@@ -157,7 +157,7 @@ private:
     void dropMissingStorages(const std::vector<std::uint32_t>& ids);
 
     [[nodiscard]] bool takesName(const std::u16string& name) const;
-    void merge(NodeIndex parent, std::vector<ObjectEntry>& entries);
+    void merge(NodeIndex parent, std::vector<ObjectEntry>& entries, Listing told);
     void dropMissing(NodeIndex parent, const std::vector<ObjectEntry>& entries);
     void refresh(NodeIndex node, const ObjectEntry& entry);
     [[nodiscard]] bool isAncestor(NodeIndex candidate, NodeIndex node) const;

@@ -62,9 +62,10 @@ DGSTATUS Device::load(NodeIndex parent, bool folders, bool files, Listing listin
     const NodeIndex storage = _tree.storageOf(parent);
     const std::uint32_t handle = parent == storage ? 0 : _tree.at(parent).handle;
     std::vector<ObjectEntry> entries;
-    const DGSTATUS status = session().listFolder(_tree.at(storage).handle, handle, entries, listing);
+    Listing told{};
+    const DGSTATUS status = session().listFolder(_tree.at(storage).handle, handle, entries, listing, &told);
     if (status == DGSTATUS_SUCCESS) {
-        merge(parent, entries);
+        merge(parent, entries, told);
     }
     return status;
 }
@@ -81,7 +82,7 @@ DGSTATUS Device::complete(NodeIndex file) {
 
 /// Takes a fresh listing in: known nodes stay, whatever is asked for next is answered from memory, metadata too where
 /// the list brought it.
-void Device::merge(NodeIndex parent, std::vector<ObjectEntry>& entries) {
+void Device::merge(NodeIndex parent, std::vector<ObjectEntry>& entries, Listing told) {
     const std::uint32_t storageId = _tree.at(_tree.storageOf(parent)).handle;
     std::erase_if(entries, [&](const ObjectEntry& entry) {
         return entry.handle == 0 || (entry.storageId != 0 && entry.storageId != storageId);
@@ -104,7 +105,7 @@ void Device::merge(NodeIndex parent, std::vector<ObjectEntry>& entries) {
     }
     _tree.setLoaded(parent, NodeKind::folder, true);
     _tree.setLoaded(parent, NodeKind::file, true);
-    const bool isBrief = std::ranges::any_of(entries, &ObjectEntry::isBrief);
+    const bool isBrief = told == Listing::names; // also where there was no file to be brief about
     _tree.setBrief(parent, isBrief);
     _listedNames = _listedNames || isBrief;
 }

@@ -68,6 +68,25 @@ TEST(SessionOpening, ADeviceThatDescribesItselfBadlyIsRefused) {
         return Answer{ResponseCode::OK, {}, bytesOf({1, 2, 3})};
     };
     EXPECT_EQ(openStatus(script), DGSTATUS_INTERNAL_INVALIDDATASET);
+    EXPECT_EQ(script.operations().back(), OperationCode::CloseSession);
+}
+
+TEST(SessionClosing, OpensNoOther) {
+    const std::function<void(std::vector<Bytes>&)> silent = [](std::vector<Bytes>& phases) { phases.clear(); };
+    for (const bool answers : {true, false}) {
+        SCOPED_TRACE(answers);
+        Script script;
+        auto session = script.open();
+        script.on[OperationCode::CloseSession] = [](const ParameterContainer&, const Bytes&) {
+            return Answer{ResponseCode::SessionNotOpen, {}, {}};
+        };
+        if (!answers) {
+            script.mangle[OperationCode::CloseSession] = silent;
+            script.cancelAnswers = {DGSTATUS_INTERNAL_DEVICE_NOT_RESPONSE};
+        }
+        session.reset();
+        EXPECT_EQ(script.operations(), (std::vector{OperationCode::CloseSession}));
+    }
 }
 
 /// One kind of answer that is not as it should be, and what comes of it.

@@ -186,6 +186,62 @@ TEST_F(SessionListing, WhereNamesCannotBeHadAloneTheListIsComplete) {
     }
 }
 
+TEST_F(SessionListing, AGroupThatHoldsTheNamesOfSomeFormatsOnlyListsNothing) {
+    answerLists();
+    answerGroups(3, 3);
+    script.info.playbackFormats = {raw(FormatCode::MP3), raw(FormatCode::Association), raw(FormatCode::WAV)};
+    script.info.captureFormats = {raw(FormatCode::EXIFJPEG), raw(FormatCode::MP3)};
+    lists[7].object(2, internal, 7, FormatCode::MP3, 9, u"song.mp3");
+    const auto sameGroup = script.on[OperationCode::GetObjectPropDesc];
+    for (const bool picturesDiffer : {false, true}) {
+        script.on[OperationCode::GetObjectPropDesc] = [&](const ParameterContainer& command, const Bytes& data) {
+            const bool differs = picturesDiffer && command.parameters[1] == raw(FormatCode::EXIFJPEG);
+            return differs ? Answer{ResponseCode::InvalidObjectFormatCode, {}, {}} : sameGroup(command, data);
+        };
+        const auto session = script.open();
+        for (int i = 0; i < 2; ++i) {
+            Listing told{};
+            ASSERT_EQ(session->listFolder(internal, 7, entries, Listing::names, &told), DGSTATUS_SUCCESS);
+            EXPECT_EQ(told, picturesDiffer ? Listing::complete : Listing::names);
+            EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"song.mp3"}));
+        }
+        EXPECT_EQ(groupRequests(), picturesDiffer ? 0 : 2);
+        EXPECT_EQ(script.count(OperationCode::GetObjectPropDesc), 5U) << "each format once, that of no kind included";
+    }
+}
+
+TEST_F(SessionListing, AnEmptyListThatProvesNothingIsCheckedByHandles) {
+    // It takes the root's handle, or the depth of children, for nothing at all.
+    for (const std::uint32_t parent : {0U, 7U}) {
+        SCOPED_TRACE(parent);
+        answerLists();
+        answerHandles();
+        lists = {};
+        infos = {};
+        lists[parent];
+        lists[5].object(5, internal, parent, FormatCode::MP3, 10, u"song");
+        addInfo(5, 10, u"song");
+        const auto session = script.open();
+        for (int i = 0; i < 2; ++i) {
+            ASSERT_EQ(session->listFolder(internal, parent, entries), DGSTATUS_SUCCESS);
+            EXPECT_EQ(namesOf(entries), (std::vector<std::u16string>{u"song"}));
+        }
+        EXPECT_EQ(listRequests(1), 1) << "asked once";
+    }
+    // One that truly lists is believed as soon as it has told of something.
+    lists = {};
+    infos = {};
+    lists[7].object(5, internal, 7, FormatCode::MP3, 10, u"song");
+    lists[8];
+    const auto session = script.open();
+    for (const std::uint32_t folder : {8U, 7U, 8U}) {
+        ASSERT_EQ(session->listFolder(internal, folder, entries), DGSTATUS_SUCCESS);
+        EXPECT_EQ(entries.size(), folder == 7 ? 1U : 0U);
+    }
+    EXPECT_EQ(script.operations(), (std::vector{OperationCode::GetObjectPropList, OperationCode::GetObjectHandles,
+                                                OperationCode::GetObjectPropList, OperationCode::GetObjectPropList}));
+}
+
 TEST_F(SessionListing, AnEmptyListByGroupIsBelievedOnceOneHasToldOfSomething) {
     answerLists();
     answerGroups(4, 4);

@@ -112,12 +112,15 @@ TEST_F(SessionLoopback, FoldersHiddenStoragesRenamesAndDeletes) {
     ObjectEntry folder;
     ASSERT_EQ(session->createFolder(phone, 0, u"New", folder), DGSTATUS_SUCCESS);
     EXPECT_EQ(folder.format, raw(FormatCode::Association));
-    const std::uint64_t before = session->transactionCount();
     EXPECT_TRUE(names(phone, folder.handle).empty());
-    EXPECT_EQ(session->transactionCount() - before, 1U);
     ASSERT_EQ(send("1", u"a.mp3", folder.handle), DGSTATUS_SUCCESS);
     EXPECT_EQ(session->renameObject(sent.handle, u"b.mp3"), DGSTATUS_SUCCESS);
     EXPECT_EQ(names(phone, folder.handle), (std::vector<std::u16string>{u"b.mp3"}));
+    ObjectEntry empty;
+    ASSERT_EQ(session->createFolder(phone, folder.handle, u"Empty", empty), DGSTATUS_SUCCESS);
+    const std::uint64_t before = session->transactionCount();
+    EXPECT_TRUE(names(phone, empty.handle).empty());
+    EXPECT_EQ(session->transactionCount() - before, 1U);
     EXPECT_EQ(session->deleteObject(folder.handle), DGSTATUS_SUCCESS);
     EXPECT_FALSE(device.has("Phone/New"));
 }

@@ -169,6 +169,76 @@ TEST_F(SessionTransfer, APropertyThatIsNotTakenDoesNotKeepTheFileAway) {
     EXPECT_EQ(set, encode(PropertyValue::string(u"someone")));
 }
 
+TEST_F(SessionTransfer, ListsThatAreRefusedAreRememberedAndASmallFileTakesThreeOperations) {
+    using Operations = std::vector<OperationCode>;
+    const Operations byInfo = {OperationCode::SendObjectInfo, OperationCode::SendObject,
+                               OperationCode::GetObjectPropList};
+    const Operations byList = {OperationCode::SendObjectPropList, OperationCode::SendObject,
+                               OperationCode::GetObjectPropList};
+    struct Case {
+        const char* what;
+        std::function<bool(const std::vector<ObjectPropElement>&)> takes;
+        std::vector<std::uint32_t> place; ///< of what is to blame, as the response tells
+        Operations second;                ///< the operations of the second file
+    };
+    const auto isArtist = [](const ObjectPropElement& each) { return each.property == 0xDC46; };
+    const Case cases[] = {
+        {"no list at all", [](const auto&) { return false; }, {}, byInfo},
+        {"a property, told",
+         [&](const auto& list) { return std::ranges::none_of(list, isArtist); },
+         {0, 0, 0, 2},
+         byList},
+        {"more than the name, untold", [](const auto& list) { return list.size() == 1; }, {}, byList},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.what);
+        olderWay();
+        newerWay();
+        const auto accept = script.on[OperationCode::SendObjectPropList];
+        script.on[OperationCode::SendObjectPropList] = [&](const ParameterContainer& command, const Bytes& data) {
+            std::vector<ObjectPropElement> list;
+            EXPECT_TRUE(decode(data, list));
+            return each.takes(list) ? accept(command, data) : Answer{ResponseCode::InvalidDataset, each.place, {}};
+        };
+        script.on[OperationCode::SetObjectPropValue] = [](const ParameterContainer&, const Bytes&) {
+            return Answer{ResponseCode::InvalidObjectPropCode, {}, {}};
+        };
+        const auto session = script.open();
+        NewObject what = object(10);
+        what.media.title = u"song";
+        what.media.artist = u"someone";
+        what.modified = u"20090115T134501.0";
+        ASSERT_EQ(send(*session, what, patternedBytes(10)), DGSTATUS_SUCCESS);
+        script.commands.clear();
+        ASSERT_EQ(send(*session, what, patternedBytes(10)), DGSTATUS_SUCCESS);
+        EXPECT_EQ(script.operations(), each.second);
+    }
+}
+
+TEST_F(SessionTransfer, MetadataIsWrittenToTheObjectThatItBecame) {
+    newerWay();
+    keptHandle = 60;
+    const auto accept = script.on[OperationCode::SendObjectPropList];
+    script.on[OperationCode::SendObjectPropList] = [&](const ParameterContainer& command, const Bytes& data) {
+        std::vector<ObjectPropElement> list;
+        EXPECT_TRUE(decode(data, list));
+        return list.size() > 1 ? Answer{ResponseCode::InvalidObjectPropValue, {}, {}} : accept(command, data);
+    };
+    std::vector<std::uint32_t> written;
+    script.on[OperationCode::SetObjectPropValue] = [&](const ParameterContainer& command, const Bytes&) {
+        written.push_back(command.parameters[0]);
+        return Answer{};
+    };
+    const auto session = script.open();
+    NewObject what = object(10);
+    what.media.artist = u"someone";
+    ASSERT_EQ(send(*session, what, patternedBytes(10)), DGSTATUS_SUCCESS);
+    EXPECT_EQ(written, (std::vector<std::uint32_t>{60}));
+    EXPECT_EQ(sent.handle, 60U);
+    EXPECT_EQ(media.artist, u"as kept") << "read back once it was written";
+    EXPECT_EQ(script.operations().back(), OperationCode::GetObjectPropList);
+}
+
 TEST_F(SessionTransfer, AnOlderDeviceIsSentAnObjectInfo) {
     olderWay();
     const auto session = script.open();
@@ -208,6 +278,16 @@ TEST_F(SessionTransfer, ASizeThatDiffersTakesTheObjectAwayAgain) {
     EXPECT_EQ(send(*session, object(10), patternedBytes(10)), DGSTATUS_INTERNAL_SIZE_MISMATCH);
     ASSERT_EQ(script.operations().back(), OperationCode::DeleteObject);
     EXPECT_EQ(script.commands.back().parameters[0], newHandle);
+}
+
+TEST_F(SessionTransfer, APlaylistMayHaveWhateverSizeTheDeviceSays) {
+    newerWay();
+    sizeSaid = 118;
+    const auto session = script.open();
+    NewObject playlist = object(0);
+    playlist.format = raw(FormatCode::AbstractAudioVideoPlaylist);
+    EXPECT_EQ(send(*session, playlist, {}), DGSTATUS_SUCCESS);
+    EXPECT_EQ(script.count(OperationCode::DeleteObject), 0U);
 }
 
 TEST_F(SessionTransfer, NothingButTheNewObjectIsEverDeleted) {
@@ -399,6 +479,22 @@ TEST_F(SessionTransfer, MetadataIsWrittenWhereTheDeviceLetsIt) {
     media.track = 3;
     EXPECT_EQ(session->setMediaProperties(newHandle, raw(FormatCode::MP3), media), DGSTATUS_SUCCESS);
     EXPECT_EQ(written, (std::vector<std::uint32_t>{0xDC44, 0xDC46}));
+}
+
+TEST_F(SessionTransfer, APropertyThatIsListedManyTimesIsReadOnce) {
+    olderWay();
+    script.announce({OperationCode::GetObjectPropsSupported, OperationCode::GetObjectPropValue});
+    script.on[OperationCode::GetObjectPropsSupported] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::OK, {}, encode(std::vector<std::uint16_t>(1000, 0xDC46))};
+    };
+    script.on[OperationCode::GetObjectPropValue] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::OK, {}, encode(PropertyValue::string(u"someone"))};
+    };
+    info.filename = u"song.mp3";
+    const auto session = script.open();
+    EXPECT_EQ(session->mediaProperties(newHandle, raw(FormatCode::MP3), media), DGSTATUS_SUCCESS);
+    EXPECT_EQ(media.artist, u"someone");
+    EXPECT_EQ(script.count(OperationCode::GetObjectPropValue), 1U);
 }
 
 TEST_F(SessionTransfer, APropertyThatTheDeviceOnlyListsIsWrittenOnce) {

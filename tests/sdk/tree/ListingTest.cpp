@@ -101,6 +101,27 @@ TEST_F(ListingTest, namesAloneAreCompletedWhenMoreIsAskedFor) {
     EXPECT_EQ(transactions(), before + 2 + 3 + 1) << "the list brought it";
 }
 
+TEST_F(ListingTest, aListOfNamesThatTellsOfNoFilesIsNotTheWholeFolder) {
+    std::filesystem::create_directories(onDevice("Internal/folder/inner"));
+    _folder.write("device/Internal/folder/song.mp3", "song");
+    _MTP_FOLDER_NODE* folder = nullptr;
+    ASSERT_EQ(mtpGetFolderListHead(storage(), nullptr, &folder, nullptr, nullptr), DGSTATUS_SUCCESS);
+    ASSERT_EQ(mtpSetNameListing(device(), true), DGSTATUS_SUCCESS);
+    bool leavesOut = true;
+    faults().alterData({mtpsdk::OperationCode::GetObjectPropList, 1, 0}, [&](std::vector<std::byte>& bytes) {
+        std::vector<mtpsdk::ObjectPropElement> rows;
+        ASSERT_TRUE(mtpsdk::decode(bytes, rows));
+        const std::uint32_t inner = rows.front().handle;
+        std::erase_if(rows, [&](const auto& row) { return leavesOut && row.handle != inner; });
+        bytes = mtpsdk::encode(std::span<const mtpsdk::ObjectPropElement>(rows));
+    });
+    EXPECT_EQ(folderNames(folder), (Names{"inner"}));
+    EXPECT_EQ(fileNames(&folder->header), Names());
+    ASSERT_EQ(mtpSetNameListing(device(), false), DGSTATUS_SUCCESS);
+    leavesOut = false;
+    EXPECT_EQ(fileNames(&folder->header), (Names{"song.mp3"}));
+}
+
 TEST_F(ListingTest, answersEveryOddArgument) {
     EXPECT_EQ(mtpSetNameListing(nullptr, true), DGSTATUS_INVALID_PARAMETER);
     _MTP_FOLDER_NODE* folder = nullptr;
