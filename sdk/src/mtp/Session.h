@@ -119,8 +119,9 @@ public:
     /// DGSTATUS_IO_CANCEL_FAILED; the caller knows its source's own error.
     [[nodiscard]] DGSTATUS sendObject(const NewObject& object, const BlockSource& source,
                                       const TransferProgress& progress, ObjectEntry& sent, MediaProperties& media);
-    /// Receives an object of `size` bytes (as listed). More or fewer bytes answer DGSTATUS_INTERNAL_SIZE_MISMATCH. A
-    /// sink that answers false cancels like a progress that stops.
+    /// Receives an object of `size` bytes (as listed). More or fewer bytes answer DGSTATUS_INTERNAL_SIZE_MISMATCH; of
+    /// sizeUnknown bytes, which is what some devices say of all larger files, fewer only. A sink that answers false
+    /// cancels like a progress that stops.
     [[nodiscard]] DGSTATUS getObject(std::uint32_t handle, std::uint64_t size, const BlockSink& sink,
                                      const TransferProgress& progress);
     [[nodiscard]] DGSTATUS deleteObject(std::uint32_t handle);

@@ -5,6 +5,7 @@
 #include "platform/Strings.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace mtpsdk {
 namespace {
@@ -25,10 +26,15 @@ constexpr std::size_t refusedPlace = 3;
 class Meter {
 public:
     Meter(std::uint64_t total, const TransferProgress& progress)
+        : Meter(total, total, progress) {}
+    /// Up to `limit` bytes, of which `total` are known of and told.
+    Meter(std::uint64_t total, std::uint64_t limit, const TransferProgress& progress)
         : _total(total)
+        , _limit(limit)
         , _progress(progress) {}
 
-    [[nodiscard]] std::uint64_t remaining() const { return _total - _current; }
+    [[nodiscard]] std::uint64_t remaining() const { return _limit - _current; }
+    [[nodiscard]] bool isShort() const { return _current < _total; }
     /// How many bytes may move before the next report is due.
     [[nodiscard]] std::size_t untilReport() const {
         return static_cast<std::size_t>(std::min<std::uint64_t>(progressBlock - _current % progressBlock, remaining()));
@@ -36,12 +42,14 @@ public:
     /// true: stop.
     [[nodiscard]] bool moved(std::size_t bytes) {
         _current += bytes;
-        return _current % progressBlock == 0 && _current != _total && _progress && _progress(_current, _total);
+        return _current % progressBlock == 0 && _current != _limit && _progress &&
+               _progress(std::min(_current, _total - 1), _total);
     }
     [[nodiscard]] bool finish() const { return _progress && _progress(_total, _total); }
 
 private:
     std::uint64_t _total;
+    std::uint64_t _limit;
     std::uint64_t _current = 0;
     const TransferProgress& _progress;
 };
@@ -305,7 +313,9 @@ DGSTATUS Session::Implementation::createFolder(std::uint32_t storageId, std::uin
 
 DGSTATUS Session::Implementation::getObject(std::uint32_t handle, std::uint64_t size, const BlockSink& sink,
                                             const TransferProgress& progress) {
-    Meter meter(size, progress);
+    // A device that has no other field for it leaves the size of a large file open; the file ends where its data do.
+    const bool isOpenEnded = size == sizeUnknown;
+    Meter meter(size, isOpenEnded ? std::numeric_limits<std::uint64_t>::max() : size, progress);
     bool tooLong = false;
     const BlockSink metered = [&](std::span<const std::byte> block) {
         while (!block.empty()) {
@@ -325,7 +335,7 @@ DGSTATUS Session::Implementation::getObject(std::uint32_t handle, std::uint64_t 
     if (status != DGSTATUS_SUCCESS) {
         return status;
     }
-    if (meter.remaining() > 0) {
+    if (meter.isShort()) {
         return DGSTATUS_INTERNAL_SIZE_MISMATCH;
     }
     // All bytes are here: there is nothing left on the line to cancel.

@@ -82,7 +82,7 @@ public:
             }
             rest = rest.subspan(block.size());
         }
-        return DGSTATUS_SUCCESS;
+        return header && header->type == ContainerType::Data ? receiveZeros(sink) : DGSTATUS_SUCCESS;
     }
 
     DGSTATUS cancel(std::uint32_t transactionId) override {
@@ -128,6 +128,17 @@ private:
     [[nodiscard]] bool closed() const {
         const std::lock_guard lock(_line->mutex);
         return _line->closed;
+    }
+    DGSTATUS receiveZeros(const BlockSink& sink) const {
+        const Bytes zeros(std::size_t{1} << 20);
+        for (std::uint64_t left = _script.zerosBehind; left > 0;) {
+            const auto block = std::span(zeros).first(std::min<std::uint64_t>(zeros.size(), left));
+            if (!sink(block)) {
+                return DGSTATUS_IO_CANCEL;
+            }
+            left -= block.size();
+        }
+        return DGSTATUS_SUCCESS;
     }
     void drop() {
         _phases.clear();

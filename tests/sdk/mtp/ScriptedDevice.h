@@ -52,6 +52,7 @@ public:
     std::optional<UsbId> usbId;
     std::set<OperationCode>
         stalls; ///< operations whose data phase halts the line; data going out is refused by response
+    std::uint64_t zerosBehind = 0;                  ///< how many bytes more follow on the data of a phase that comes in
     std::size_t blockSize = std::size_t{100} << 10; ///< of data phases, both ways
 
     void announce(std::initializer_list<OperationCode> operations);

@@ -398,6 +398,23 @@ TEST_F(SessionTransfer, AnObjectOfAnotherSizeIsRefused) {
     EXPECT_EQ(session->getObject(1, progressBlock, sink, progress), DGSTATUS_SUCCESS);
 }
 
+TEST_F(SessionTransfer, AFileWhoseSizeItsFieldCannotHoldIsReceivedToItsEnd) {
+    giveObject(patternedBytes(5));
+    const auto session = script.open();
+    std::uint64_t received = 0;
+    const BlockSink sink = [&](std::span<const std::byte> block) {
+        received += block.size();
+        return true;
+    };
+    script.zerosBehind = std::uint64_t{5} << 30;
+    EXPECT_EQ(session->getObject(1, sizeUnknown, sink, progress), DGSTATUS_SUCCESS);
+    EXPECT_EQ(received, script.zerosBehind + 5);
+    EXPECT_EQ(reports.back(), Report(sizeUnknown, sizeUnknown));
+    EXPECT_EQ(std::ranges::count(reports, reports.back()), 1) << "nothing looks like the end before it";
+    script.zerosBehind = 1000;
+    EXPECT_EQ(session->getObject(1, sizeUnknown, sink, progress), DGSTATUS_INTERNAL_SIZE_MISMATCH);
+}
+
 TEST_F(SessionTransfer, ReceivingStopsForTheSinkAndForTheProgress) {
     giveObject(patternedBytes(4 * progressBlock));
     const auto session = script.open();
