@@ -32,8 +32,8 @@ std::u16string ByteReader::string() {
     for (std::size_t i = 0; i + 1 < units.size(); i += 2) {
         const auto unit =
             static_cast<char16_t>(static_cast<unsigned>(units[i]) | static_cast<unsigned>(units[i + 1]) << 8);
-        if (unit == 0) {
-            break;
+        if (unit == 0 || text.size() == maximumTextUnits) {
+            break; // behind the longest text only a terminator has a place
         }
         text.push_back(unit);
     }

@@ -92,11 +92,14 @@ TEST(ByteReader, ArraysThatClaimMoreThanThereIsAllocateNothing) {
 }
 
 TEST(ByteReader, StringsAreBoundByTheirCount) {
+    Bytes unended(1 + 2 * 255, std::byte{'x'}); // the longest, where it should end too
+    unended[0] = std::byte{255};
     const struct {
         Bytes bytes;
         std::u16string text;
         bool good;
     } rows[] = {
+        {unended, std::u16string(maximumTextUnits, u'\x7878'), true},
         {bytesOf({0}), u"", true},
         {bytesOf({1, 0, 0}), u"", true},
         {bytesOf({3, 'a', 0, 0xE4, 0, 0, 0}), u"a\u00E4", true},
