@@ -47,6 +47,7 @@ VEMO_EXPORT DGSTATUS mtpApplyOperationNotification(void* handle, _MTP_COMMON_NOD
 // Storages. Asking again refreshes labels and capacities in place.
 VEMO_EXPORT DGSTATUS mtpGetStorageListHead(_MTP_DEVICE_NODE* device, _MTP_STORAGE_NODE** head);
 VEMO_EXPORT DGSTATUS mtpGetNextStorageNode(_MTP_STORAGE_NODE* storage, _MTP_STORAGE_NODE** next);
+/// Takes any storage of the list, also one that the device took away meanwhile.
 VEMO_EXPORT DGSTATUS mtpReleaseStorageList(_MTP_STORAGE_NODE* head);
 /// A storage that the device does not list, by its storage ID.
 VEMO_EXPORT DGSTATUS mtpGetHiddenStorage(_MTP_DEVICE_NODE* device, std::uint32_t storageId,

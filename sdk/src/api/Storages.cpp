@@ -35,6 +35,10 @@ DGSTATUS mtpGetNextStorageNode(_MTP_STORAGE_NODE* storage, _MTP_STORAGE_NODE** n
 
 DGSTATUS mtpReleaseStorageList(_MTP_STORAGE_NODE* head) {
     return guarded([&]() -> DGSTATUS {
+        if (const DeviceCall call(DeviceCall::OfLost{head}); call) {
+            call.device().releaseStorageList();
+            return DGSTATUS_SUCCESS;
+        }
         const DeviceCall call(head, {NodeKind::storage});
         // The list of a device that is gone is given back all the same. A hidden storage belongs to no list.
         if (call.live() && !call.tree().at(call.node()).hidden) {

@@ -39,6 +39,8 @@ public:
     // Any thread, without the lock.
     [[nodiscard]] _MTP_DEVICE_NODE* node() const { return _node; }
     [[nodiscard]] bool owns(const void* record) const { return record == _node || _tree.nodeOf(record) != 0; }
+    /// Whether a reference to the storage list may have this head, which is gone from it.
+    [[nodiscard]] bool hasLost(const void* storage) const { return _tree.isLostStorage(storage); }
     /// Whether this is the device that the system knows by this description (and not one that was pulled out since).
     [[nodiscard]] bool is(const vemomtpsdk::AttachedDevice& description) const;
     [[nodiscard]] platform::Monitor& lock() { return _lock; }

@@ -59,6 +59,11 @@ DeviceCall::DeviceCall(OfEvent event) {
     _status = _device == nullptr ? DGSTATUS_INVALID_PARAMETER : enter(Records::updated);
 }
 
+DeviceCall::DeviceCall(OfLost lost) {
+    _device = DeviceList::shared().deviceThatLost(lost.storage);
+    _status = enter(Records::updated);
+}
+
 NodeIndex DeviceCall::related(const void* record, NodeKind kind) const {
     const NodeIndex node = tree().nodeOf(record);
     return node != 0 && tree().at(node).kind == kind ? node : 0;

@@ -28,6 +28,12 @@ public:
     };
     explicit DeviceCall(OfEvent event);
 
+    /// For the head of a storage list that the device took away meanwhile. The device may be gone, too.
+    struct OfLost {
+        const void* storage;
+    };
+    explicit DeviceCall(OfLost lost);
+
     /// Success, or why there is nothing to work on: DGSTATUS_INVALID_PARAMETER for null, DGSTATUS_NODE_IS_NOT_EXISTED,
     /// DGSTATUS_NO_DEVICE_ATTACHED, DGSTATUS_ABNORMAL_STATUS from within this device's progress callback.
     [[nodiscard]] DGSTATUS status() const { return _status; }

@@ -109,6 +109,10 @@ std::shared_ptr<Device> DeviceList::deviceOf(const void* record) {
     return find([&](const Device& device) { return device.owns(record); });
 }
 
+std::shared_ptr<Device> DeviceList::deviceThatLost(const void* storage) {
+    return find([&](const Device& device) { return device.hasLost(storage); });
+}
+
 std::shared_ptr<Device> DeviceList::at(std::uint32_t locationId) {
     return find([&](const Device& device) { return device.node()->header.LocationId == locationId; });
 }

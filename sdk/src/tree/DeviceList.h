@@ -26,6 +26,8 @@ public:
 
     /// The device that a live node of any kind belongs to, or null. Any pointer may be asked about.
     [[nodiscard]] std::shared_ptr<Device> deviceOf(const void* record);
+    /// The device that took this storage away while its list was in use, or null. Any pointer may be asked about.
+    [[nodiscard]] std::shared_ptr<Device> deviceThatLost(const void* storage);
     /// For tests: the member of this location, or null.
     [[nodiscard]] std::shared_ptr<Device> at(std::uint32_t locationId);
     /// The device whose event callback was given this handle, or null.

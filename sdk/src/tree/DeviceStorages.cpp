@@ -139,6 +139,7 @@ void Device::releaseStorageList() {
         return;
     }
     _storageListing.reset();
+    _tree.forgetLostStorages();
     const std::vector<NodeIndex> known = _tree.storages();
     for (const NodeIndex storage : known) {
         if (!_tree.at(storage).hidden) {

@@ -73,6 +73,20 @@ NodeIndex NodeTree::nodeOf(const void* record) const {
     return storage != _storages.end() ? *storage : _objects.find(header.Id, isIt);
 }
 
+bool NodeTree::isLostStorage(const void* record) const {
+    _MTP_COMMON_NODE header{};
+    if (!copyRecord(record, &header, sizeof header)) {
+        return false;
+    }
+    const std::lock_guard lock(_mutex);
+    return std::ranges::count(_lostStorages, offsetOf(record)) != 0;
+}
+
+void NodeTree::forgetLostStorages() {
+    const std::lock_guard lock(_mutex);
+    _lostStorages.clear();
+}
+
 NodeIndex NodeTree::object(std::uint32_t handle) const {
     return _objects.find(handle, [&](NodeIndex node) {
         return _nodes[node].handle == handle && _nodes[node].kind != NodeKind::playlist;
@@ -433,6 +447,9 @@ void NodeTree::removeNode(NodeIndex node, Texts texts) {
     }
     if (_nodes[node].kind == NodeKind::storage) {
         std::erase(_storages, node);
+        if (texts == Texts::kept && !_nodes[node].hidden) {
+            _lostStorages.push_back(_nodes[node].record);
+        }
     } else {
         unlink(node);
     }

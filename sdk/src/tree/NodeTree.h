@@ -102,6 +102,10 @@ public:
     [[nodiscard]] NodeIndex storage(std::uint32_t storageId) const;
     /// 0 when the memory is exhausted.
     NodeIndex addStorage(std::uint32_t storageId, bool hidden);
+    /// Whether a listed storage's record lay at this address that the device took away since forgetLostStorages(). Any
+    /// pointer, and any thread, may ask.
+    [[nodiscard]] bool isLostStorage(const void* record) const;
+    void forgetLostStorages();
     void setHidden(NodeIndex storage, bool hidden) { _nodes[storage].hidden = hidden; }
     void setStorageTexts(NodeIndex storage, const std::u16string& label, const std::u16string& description);
 
@@ -190,6 +194,7 @@ private:
     std::deque<Contents> _contents = std::deque<Contents>(1);
     std::vector<std::uint32_t> _freeContents;
     std::vector<NodeIndex> _storages;
+    std::vector<std::uint32_t> _lostStorages;                    ///< record memory
     HashIndex _objects;                                          ///< by handle
     std::vector<std::uint32_t> _retired;                         ///< record memory of dead nodes
     using Draft = std::array<std::byte, sizeof(_MTP_FILE_NODE)>; ///< room for the largest record

@@ -3,6 +3,7 @@
 #include "VirtualDeviceTest.h"
 
 #include "mtp/Codes.h"
+#include "mtp/Datasets.h"
 
 #include <algorithm>
 #include <atomic>
@@ -151,6 +152,27 @@ TEST_F(LifeTest, dropsItsTreeAfterAReset) {
     ASSERT_EQ(mtpGetStorageListHead(device(), &head), DGSTATUS_SUCCESS);
     EXPECT_EQ(head, storage());
     EXPECT_EQ(text(card()->Label), "Card") << "the device lists it still";
+}
+
+TEST_F(LifeTest, givesAStorageListBackWhoseHeadIsGone) {
+    Ear ear;
+    _MTP_STORAGE_NODE* head = storage();
+    _MTP_STORAGE_NODE* second = card();
+    listen(ear);
+    faults().raise(EventCode::StoreRemoved, {head->header.Id});
+    ASSERT_TRUE(ear.waitFor(1));
+    stopListening();
+    EXPECT_EQ(libIsExist(&head->header, MTP_SIGNATURE_STORAGE), 0);
+    faults().alterData({mtpsdk::OperationCode::GetStorageIDs, 1, 0},
+                       [&](auto& bytes) { bytes = mtpsdk::encode(std::vector<std::uint32_t>{second->header.Id}); });
+    _MTP_STORAGE_NODE* again = nullptr;
+    ASSERT_EQ(mtpGetStorageListHead(device(), &again), DGSTATUS_SUCCESS);
+    EXPECT_EQ(again, second);
+    EXPECT_EQ(mtpReleaseStorageList(head), DGSTATUS_SUCCESS);
+    EXPECT_EQ(libIsExist(&second->header, MTP_SIGNATURE_STORAGE), 1) << "one reference is left";
+    EXPECT_EQ(mtpReleaseStorageList(again), DGSTATUS_SUCCESS);
+    EXPECT_EQ(libIsExist(&second->header, MTP_SIGNATURE_STORAGE), 0) << "none is left";
+    EXPECT_EQ(mtpReleaseStorageList(head), DGSTATUS_NODE_IS_NOT_EXISTED);
 }
 
 TEST_F(LifeTest, waitsForACallbackUnderWayWhenItIsWithdrawn) {
