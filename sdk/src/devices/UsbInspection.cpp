@@ -25,6 +25,11 @@ std::string line(const fs::path& path) {
     return text;
 }
 
+template <typename Number>
+Number number(const fs::path& path, int base) {
+    return static_cast<Number>(std::strtoul(line(path).c_str(), nullptr, base));
+}
+
 std::vector<fs::path> entriesOf(const fs::path& folder) {
     std::vector<fs::path> entries;
     std::error_code error;
@@ -81,8 +86,10 @@ std::vector<UsbSuspect> usbSuspects(const UsbSystem& system, std::size_t& device
             if (interface.filename().string().starts_with(port + ":") && takeInterface(interface, suspect)) {
                 suspect.port = port;
                 suspect.name = nameInSentence(line(device / "product"), port);
-                suspect.bus = static_cast<std::uint8_t>(std::strtoul(line(device / "busnum").c_str(), nullptr, 10));
-                suspect.address = static_cast<std::uint8_t>(std::strtoul(line(device / "devnum").c_str(), nullptr, 10));
+                suspect.bus = number<std::uint8_t>(device / "busnum", 10);
+                suspect.address = number<std::uint8_t>(device / "devnum", 10);
+                suspect.id = {number<std::uint16_t>(device / "idVendor", 16),
+                              number<std::uint16_t>(device / "idProduct", 16)};
                 suspects.push_back(suspect);
                 break;
             }
@@ -101,8 +108,9 @@ std::vector<Finding> examine(const UsbSuspect& suspect, const UsbSystem& system)
     const UsbSystem::Access access = system.access(node);
     if (access != UsbSystem::Access::granted) {
         const bool isRuleInstalled = isUdevRuleInstalled(system.ruleFolders);
-        Advice advice = access == UsbSystem::Access::noFile ? noNodeAdvice(suspect.name, node)
-                                                            : permissionAdvice(suspect.name, node, isRuleInstalled);
+        Advice advice = access == UsbSystem::Access::noFile
+                            ? noNodeAdvice(suspect.name, node)
+                            : permissionAdvice(suspect.name, suspect.id, node, isRuleInstalled);
         if (!suspect.isCertain) {
             advice.problem += " Whether it speaks MTP cannot be asked without.";
         }

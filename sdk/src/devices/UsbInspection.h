@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "transport/Transport.h"
 #include "vemomtpsdk/Diagnosis.h"
 
 #include <cstdint>
@@ -31,7 +32,8 @@ struct UsbSuspect {
     std::uint8_t bus = 0;
     std::uint8_t address = 0;
     bool isCertain = false; ///< of the still-image class, or named MTP; otherwise it is of no class, as many others are
-    std::string driver;     ///< that has the interface; "usbfs" stands for a program
+    UsbId id;
+    std::string driver; ///< that has the interface; "usbfs" stands for a program
 };
 
 /// `deviceCount`: how many devices there are of all kinds, hubs not counted.

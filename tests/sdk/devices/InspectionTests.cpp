@@ -37,6 +37,8 @@ protected:
         write(system.devices / port / "devnum", "7");
         write(system.devices / port / "busnum", "1");
         write(system.devices / port / "bDeviceClass", deviceClass);
+        write(system.devices / port / "idVendor", "04e8");
+        write(system.devices / port / "idProduct", "00a1");
         if (!product.empty()) {
             write(system.devices / port / "product", product);
         }
@@ -118,6 +120,9 @@ TEST_F(Inspection, PermissionIsAskedForTheWayThatHelps) {
     EXPECT_TRUE(says(findings()[0], Kind::problem, "\"Player\" (/dev/bus/usb/001/007)", "70-mtpservice.rules"));
     write(folder.path() / "rules" / "70-mtpservice.rules", "");
     EXPECT_TRUE(says(findings()[0], Kind::problem, "No permission", "The udev rule is there"));
+    EXPECT_TRUE(
+        says(findings()[0], Kind::problem, "No permission", R"(ATTR{idVendor}=="04e8", ATTR{idProduct}=="00a1",)"))
+        << "for a device that the rule cannot know";
     access = Access::noFile;
     EXPECT_TRUE(says(findings()[0], Kind::problem, "There is no /dev/bus/usb/001/007", "container"));
 }

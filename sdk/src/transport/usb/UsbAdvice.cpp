@@ -31,11 +31,15 @@ std::string nameInSentence(const std::string& product, const std::string& port) 
     return product.empty() ? "the device at USB port " + port : "\"" + product + "\"";
 }
 
-Advice permissionAdvice(const std::string& name, const std::filesystem::path& node, bool isRuleInstalled) {
-    const char* const remedy =
+Advice permissionAdvice(const std::string& name, UsbId id, const std::filesystem::path& node, bool isRuleInstalled) {
+    const std::string remedy =
         isRuleInstalled
-            ? "The udev rule is there, and gives devices to whoever sits at this computer: plug the device in again. "
-              "Logged in from elsewhere, be root, or give the file to a group of yours by a rule of your own."
+            ? fmt::format("The udev rule is there, and gives devices of the usual kinds to whoever sits at this "
+                          "computer: plug the device in again. Where that does not help, or logged in from elsewhere, "
+                          "be root, or give the device to a group of yours by a rule of your own: "
+                          R"(SUBSYSTEM=="usb", ATTR{{idVendor}}=="{:04x}", ATTR{{idProduct}}=="{:04x}", )"
+                          R"(MODE="0660", GROUP="GROUP", TAG+="uaccess".)",
+                          id.vendor, id.product)
             : "Install the udev rule that comes with mtpservice (copy 70-mtpservice.rules to /etc/udev/rules.d and run "
               "udevadm control --reload, both as root), then plug the device in again.";
     return {fmt::format("No permission to use {} ({}).", name, node.string()), remedy};

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "transport/Transport.h"
+
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -17,7 +19,9 @@ struct Advice {
 /// "Player" in quotes, or its port where it has no name.
 [[nodiscard]] std::string nameInSentence(const std::string& product, const std::string& port);
 
-[[nodiscard]] Advice permissionAdvice(const std::string& name, const std::filesystem::path& node, bool isRuleInstalled);
+/// `id` serves a rule of the person's own, for what the udev rule that comes with mtpservice cannot tell from others.
+[[nodiscard]] Advice permissionAdvice(const std::string& name, UsbId id, const std::filesystem::path& node,
+                                      bool isRuleInstalled);
 /// The system knows the device, and has made no file for it.
 [[nodiscard]] Advice noNodeAdvice(const std::string& name, const std::filesystem::path& node);
 /// `programs` as programsHolding tells them; none: the system does not tell which.

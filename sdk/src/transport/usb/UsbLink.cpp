@@ -40,7 +40,8 @@ std::string reasonOf(int error, const UsbDevice& device) {
     const std::filesystem::path node = usbNode(device.bus, device.address);
     switch (error) {
     case LIBUSB_ERROR_ACCESS:
-        return permissionAdvice(name, node, isUdevRuleInstalled(udevRuleFolders())).text();
+        return permissionAdvice(name, {device.vendorId, device.productId}, node, isUdevRuleInstalled(udevRuleFolders()))
+            .text();
     case LIBUSB_ERROR_BUSY:
         return heldAdvice(name, programsHolding(node)).text();
     case LIBUSB_ERROR_NO_DEVICE:
