@@ -159,15 +159,7 @@ DGSTATUS Session::storageIds(std::vector<std::uint32_t>& ids) {
 
 DGSTATUS Session::storageInfo(std::uint32_t storageId, StorageInfo& info) {
     const Turn turn(*_implementation);
-    return turn.run([&]() -> DGSTATUS {
-        std::vector<std::byte> data;
-        const DGSTATUS status =
-            _implementation->transactions.read(Request(OperationCode::GetStorageInfo, {storageId}), data);
-        if (status != DGSTATUS_SUCCESS) {
-            return status;
-        }
-        return decode(data, info) ? DGSTATUS_SUCCESS : DGSTATUS_INTERNAL_INVALIDDATASET;
-    });
+    return turn.run([&] { return _implementation->storageInfo(storageId, info); });
 }
 
 DGSTATUS Session::listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries,

@@ -31,6 +31,7 @@ public:
 
     // Storages and objects (SessionListing.cpp).
     [[nodiscard]] DGSTATUS storageIds(std::vector<std::uint32_t>& ids);
+    [[nodiscard]] DGSTATUS storageInfo(std::uint32_t storageId, StorageInfo& info);
     [[nodiscard]] DGSTATUS listFolder(std::uint32_t storageId, std::uint32_t parent, std::vector<ObjectEntry>& entries,
                                       Listing listing = Listing::complete, Listing* told = nullptr);
     [[nodiscard]] DGSTATUS objectEntry(std::uint32_t handle, ObjectEntry& entry);

@@ -176,6 +176,15 @@ bool takeIntoEntry(const ObjectPropElement& element, ObjectEntry& entry) {
     }
 }
 
+DGSTATUS Session::Implementation::storageInfo(std::uint32_t storageId, StorageInfo& info) {
+    std::vector<std::byte> data;
+    const DGSTATUS status = transactions.read(Request(OperationCode::GetStorageInfo, {storageId}), data);
+    if (status != DGSTATUS_SUCCESS) {
+        return status;
+    }
+    return decode(data, info) ? DGSTATUS_SUCCESS : DGSTATUS_INTERNAL_INVALIDDATASET;
+}
+
 DGSTATUS Session::Implementation::storageIds(std::vector<std::uint32_t>& ids) {
     std::vector<std::byte> data;
     const DGSTATUS status = transactions.read(Request(OperationCode::GetStorageIDs, {}), data);

@@ -228,8 +228,14 @@ DGSTATUS Session::Implementation::confirm(const NewObject& object, std::uint32_t
     sent.storageId = object.storageId;
     sent.parent = object.parent;
     const bool beyondField = sent.size == sizeUnknown && object.size > sizeUnknown;
-    return sent.size == object.size || beyondField || isCollection(object.format) ? DGSTATUS_SUCCESS
-                                                                                  : DGSTATUS_INTERNAL_SIZE_MISMATCH;
+    if (sent.size == object.size || beyondField || isCollection(object.format)) {
+        return DGSTATUS_SUCCESS;
+    }
+    // Some devices take all that is sent, keep what there is room for, and say nothing.
+    StorageInfo storage;
+    const bool isFull = sent.size < object.size && storageInfo(object.storageId, storage) == DGSTATUS_SUCCESS &&
+                        storage.freeSpace < object.size - sent.size;
+    return isFull ? DGSTATUS_INTERNAL_STOREFULL : DGSTATUS_INTERNAL_SIZE_MISMATCH;
 }
 
 /// Writes what did not go out with the announcement, and reads back what has become of it.

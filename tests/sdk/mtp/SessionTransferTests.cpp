@@ -280,6 +280,20 @@ TEST_F(SessionTransfer, ASizeThatDiffersTakesTheObjectAwayAgain) {
     EXPECT_EQ(script.commands.back().parameters[0], newHandle);
 }
 
+TEST_F(SessionTransfer, WhatWasCutShortOnAFullStorageSaysThatItIsFull) {
+    newerWay();
+    sizeSaid = 9;
+    std::uint64_t freeSpace = 0;
+    script.on[OperationCode::GetStorageInfo] = [&](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::OK, {}, encode(StorageInfo{3, 2, 0, 100, freeSpace, 7, u"Card", u""})};
+    };
+    const auto session = script.open();
+    EXPECT_EQ(send(*session, object(10), patternedBytes(10)), DGSTATUS_INTERNAL_STOREFULL);
+    EXPECT_EQ(script.operations().back(), OperationCode::DeleteObject);
+    freeSpace = 1; // there was room
+    EXPECT_EQ(send(*session, object(10), patternedBytes(10)), DGSTATUS_INTERNAL_SIZE_MISMATCH);
+}
+
 TEST_F(SessionTransfer, APlaylistMayHaveWhateverSizeTheDeviceSays) {
     newerWay();
     sizeSaid = 118;
