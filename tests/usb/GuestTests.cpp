@@ -25,7 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto patience = 20s;
+constexpr auto patience = 60s;
 
 std::string fromEnvironment(const char* name, const char* otherwise) {
     const char* const value = std::getenv(name);

@@ -113,6 +113,7 @@ private:
     };
     /// What the device does not take in the list that announces an object of a format, though it keeps it.
     struct ListLimit {
+        bool isTotal = false; ///< no list at all
         bool nameAlone = false;
         std::set<std::uint16_t> refused;
 
@@ -159,6 +160,8 @@ bool takeIntoMedia(const ObjectPropElement& element, MediaProperties& media);
 [[nodiscard]] std::vector<ObjectPropElement> mediaElements(const MediaProperties& media);
 /// Whether the device answered that it does not do this, rather than that it did not work this time.
 [[nodiscard]] bool isRefusal(DGSTATUS status);
+/// Whether the device does not take this value of a property; it may take the next.
+[[nodiscard]] bool isValueRefusal(DGSTATUS status);
 /// Whether the device failed in a way that some choose for what they announce and do not do: a response that says
 /// nothing, a stalled line, silence. It was a refusal if the older way works.
 [[nodiscard]] bool isSilentRefusal(DGSTATUS status);

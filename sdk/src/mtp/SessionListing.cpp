@@ -319,7 +319,7 @@ DGSTATUS Session::Implementation::listCompletely(std::uint32_t storageId, std::u
         refused = (isRefusal(listed) || rootUnknown) && listed != DGSTATUS_INTERNAL_INVALIDDATASET;
     }
     const DGSTATUS status = listByHandles(storageId, parent, entries);
-    if (listed == DGSTATUS_NO_DATA && mayBeRefusal(status)) {
+    if (listed == DGSTATUS_NO_DATA && (isRefusal(status) || status == DGSTATUS_INTERNAL_GENERALERROR)) {
         entries.clear();
         return DGSTATUS_SUCCESS; // a device that only has lists
     }

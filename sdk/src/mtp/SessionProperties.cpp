@@ -69,10 +69,8 @@ bool takeInteger(const ObjectPropElement& element, const Row& row, MediaProperti
 
 /// A property that the device keeps but does not let anyone write is no failure.
 bool isWriteRefusal(DGSTATUS status) {
-    return isRefusal(status) || status == DGSTATUS_INTERNAL_ACCESSDENIED ||
-           status == DGSTATUS_INTERNAL_OBJECTWRITEPROTECTED || status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPFORMAT ||
-           status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPVALUE || status == DGSTATUS_INTERNAL_INVALIDPROPFORMAT ||
-           status == DGSTATUS_INTERNAL_INVALIDPROPVALUE;
+    return isRefusal(status) || isValueRefusal(status) || status == DGSTATUS_INTERNAL_ACCESSDENIED ||
+           status == DGSTATUS_INTERNAL_OBJECTWRITEPROTECTED;
 }
 
 } // namespace
@@ -91,6 +89,11 @@ bool isRefusal(DGSTATUS status) {
     default:
         return false;
     }
+}
+
+bool isValueRefusal(DGSTATUS status) {
+    return status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPFORMAT || status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPVALUE ||
+           status == DGSTATUS_INTERNAL_INVALIDPROPFORMAT || status == DGSTATUS_INTERNAL_INVALIDPROPVALUE;
 }
 
 bool isSilentRefusal(DGSTATUS status) {
@@ -210,7 +213,7 @@ DGSTATUS Session::Implementation::writeProperties(std::uint32_t handle, std::uin
     for (const ObjectPropElement& element : elements) {
         const DGSTATUS status = setProperty(handle, static_cast<ObjectPropertyCode>(element.property), element.value);
         const bool isRefusedInLists = _listLimits[format].refused.contains(element.property);
-        if (isRefusal(status) || (isRefusedInLists && isWriteRefusal(status))) {
+        if (isRefusal(status) || (isRefusedInLists && isWriteRefusal(status) && !isValueRefusal(status))) {
             // Some only read what they list; asking for every file costs time.
             std::erase(_supportedProperties[format], element.property);
         } else if (status != DGSTATUS_SUCCESS && !isWriteRefusal(status)) {

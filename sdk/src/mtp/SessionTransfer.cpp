@@ -80,8 +80,7 @@ bool isCollection(std::uint16_t format) {
 
 /// Whether a device does not take this list of properties, or none.
 bool isListRefusal(DGSTATUS status) {
-    return isRefusal(status) || status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPFORMAT ||
-           status == DGSTATUS_INTERNAL_INVALIDOBJECTPROPVALUE;
+    return isRefusal(status) || isValueRefusal(status);
 }
 
 } // namespace
@@ -148,11 +147,13 @@ DGSTATUS Session::Implementation::announceByList(const NewObject& object, Announ
     Reply reply;
     DGSTATUS status = announceByProperties(object, properties, reply);
     if (isListRefusal(status) && status != DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED && properties.size() > 1) {
-        // One property that the device does not take must not keep the file from it, nor be tried with every file.
+        // One property that the device does not take must not keep the file from it, nor be tried with every file. A
+        // value that it does not take is this file's own affair.
+        const bool isOfAllFiles = !isValueRefusal(status);
         const std::uint32_t place = reply.parameters[refusedPlace];
         announced.unsent = mediaElements(object.media);
         status = announceByProperties(object, std::span(properties).first(1), reply);
-        if (status == DGSTATUS_SUCCESS) {
+        if (status == DGSTATUS_SUCCESS && isOfAllFiles) {
             _listLimits[object.format].add(place > 0 && place < properties.size() ? properties[place].property : 0);
         }
     }
@@ -161,10 +162,9 @@ DGSTATUS Session::Implementation::announceByList(const NewObject& object, Announ
 }
 
 DGSTATUS Session::Implementation::announce(const NewObject& object, Announcement& announced) {
-    DGSTATUS listed = DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
-    if (can(OperationCode::SendObjectPropList) && !_propertySendsRefused) {
-        listed = announceByList(object, announced);
-    }
+    ListLimit& limit = _listLimits[object.format];
+    const bool triesList = can(OperationCode::SendObjectPropList) && !_propertySendsRefused && !limit.isTotal;
+    const DGSTATUS listed = triesList ? announceByList(object, announced) : DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED;
     if (!isListRefusal(listed) && !isSilentRefusal(listed)) {
         return listed;
     }
@@ -177,7 +177,12 @@ DGSTATUS Session::Implementation::announce(const NewObject& object, Announcement
     info.modificationDate = object.modified;
     info.setSize(object.size);
     const DGSTATUS status = announceByInfo(info, announced.handle);
-    _propertySendsRefused = listed == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED || status == DGSTATUS_SUCCESS;
+    if (triesList) {
+        const bool isSilent = isSilentRefusal(listed);
+        const bool works = status == DGSTATUS_SUCCESS;
+        _propertySendsRefused = listed == DGSTATUS_INTERNAL_OPERATIONNOTSUPPORTED || (isSilent && works);
+        limit.isTotal = works && !isSilent && !isValueRefusal(listed);
+    }
     return isSilentRefusal(listed) && isSilentRefusal(status) ? listed : status;
 }
 

@@ -215,6 +215,41 @@ TEST_F(SessionTransfer, ListsThatAreRefusedAreRememberedAndASmallFileTakesThreeO
     }
 }
 
+TEST_F(SessionTransfer, WhatIsRefusedOfOneFileIsNotKeptFromTheNext) {
+    olderWay();
+    newerWay();
+    const auto accept = script.on[OperationCode::SendObjectPropList];
+    script.on[OperationCode::SendObjectPropList] = [&](const ParameterContainer& command, const Bytes& data) {
+        std::vector<ObjectPropElement> list;
+        EXPECT_TRUE(decode(data, list));
+        if (command.parameters[2] != raw(FormatCode::MP3)) {
+            return Answer{ResponseCode::SpecificationByFormatUnsupported, {}, {}};
+        }
+        const bool isLong =
+            std::ranges::any_of(list, [](const auto& each) { return each.value.asText() == u"too long"; });
+        return isLong ? Answer{ResponseCode::InvalidObjectPropValue, {0, 0, 0, 1}, {}} : accept(command, data);
+    };
+    script.on[OperationCode::SetObjectPropValue] = [](const ParameterContainer&, const Bytes&) {
+        return Answer{ResponseCode::InvalidObjectPropValue, {}, {}};
+    };
+    const auto session = script.open();
+    NewObject odd = object(10);
+    odd.media.artist = u"too long";
+    NewObject other = object(10);
+    other.format = raw(FormatCode::Text);
+    for (const NewObject& first : {odd, other}) {
+        ASSERT_EQ(send(*session, first, patternedBytes(10)), DGSTATUS_SUCCESS);
+        NewObject next = object(10);
+        next.media.artist = u"someone";
+        ASSERT_EQ(send(*session, next, patternedBytes(10)), DGSTATUS_SUCCESS);
+        EXPECT_EQ(properties.size(), 2U) << "the artist went out with the name";
+        EXPECT_EQ(script.operations().back(), OperationCode::GetObjectPropList);
+    }
+    script.commands.clear();
+    ASSERT_EQ(send(*session, other, patternedBytes(10)), DGSTATUS_SUCCESS);
+    EXPECT_EQ(script.count(OperationCode::SendObjectPropList), 0U) << "of that format no list is tried again";
+}
+
 TEST_F(SessionTransfer, MetadataIsWrittenToTheObjectThatItBecame) {
     newerWay();
     keptHandle = 60;
