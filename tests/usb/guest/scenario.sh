@@ -45,6 +45,8 @@ watched() {
     wait $watcher && return $status
 }
 
+check "the device appears" wait_for mtpservice devices
+echo "        it works $(cut -d . -f 1 /proc/uptime) seconds after the kernel began"
 mkdir -p "$local/tree/sub" "$local/back"
 head -c 70000 /dev/urandom > "$local/tree/song.mp3"
 head -c 262132 /dev/urandom > "$local/tree/whole packets.jpg"
@@ -52,8 +54,6 @@ head -c 65536 /dev/urandom > "$local/tree/sub/Grüße 日本.png"
 head -c 12000000 /dev/urandom > "$local/card-cannot.jpg"
 head -c 120000000 /dev/zero > "$local/large.mp3"
 
-check "the device appears" wait_for mtpservice devices
-echo "        it works $(cut -d . -f 1 /proc/uptime) seconds after the kernel began"
 check "the device is listed" mtpservice devices
 check "with its location and name" said '^1100000 .*Guest Player.*GUEST0001.*usb 1-1'
 check "storages are listed" mtpservice storages
