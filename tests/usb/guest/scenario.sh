@@ -1,17 +1,14 @@
-#SPDX - License - Identifier : MIT
-#What has to work on the device that is plugged into the guest.Answers the number of steps that did not .
-./ guest /
-    steps.sh
+# SPDX-License-Identifier: MIT
+# What has to work on the device that is plugged into the guest. Answers the number of steps that did not.
+. /guest/steps.sh
 
-        phone = / storages / Phone local = / tmp /
-                                           local
+phone=/storages/Phone
+local=/tmp/local
 
-                                           on_its_way() {
-    [-n "$(find $phone -name " $(basename "$1") " -size +0)"];
-}
+on_its_way() { [ -n "$(find $phone -name "$(basename "$1")" -size +0)" ]; }
 
-#cancelled_put FILE : a put that a person stops while its bytes are on the way.
-#Another program that wants the device meanwhile is told who has it.
+# cancelled_put FILE: a put that a person stops while its bytes are on the way.
+# Another program that wants the device meanwhile is told who has it.
 cancelled_put() {
     mtpservice put --no-metadata "$1" &
     local job=$!
@@ -22,8 +19,8 @@ cancelled_put() {
     [ -z "$(find $phone -name "$(basename "$1")")" ]
 }
 
-#torn_put FILE : the cable is pulled while its bytes are on the way.The program has to notice, and end, long before the
-#bounds of its calls.
+# torn_put FILE: the cable is pulled while its bytes are on the way. The program has to notice, and end, long before the
+# bounds of its calls.
 torn_put() {
     mtpservice put --no-metadata "$1" &
     local job=$!
@@ -33,7 +30,7 @@ torn_put() {
     fails wait $job && [ $(($(seconds) - began)) -lt 40 ]
 }
 
-#watched : whether a person who watches sees the device come, go and come again.
+# watched: whether a person who watches sees the device come, go and come again.
 watched() {
     mtpservice devices --watch > /tmp/watched 2>&1 &
     local watcher=$!
