@@ -60,6 +60,19 @@ protected:
         };
         takeObject();
     }
+    using Refusal =
+        std::function<std::optional<Answer>(const ParameterContainer&, const std::vector<ObjectPropElement>&)>;
+    /// The lists that announce objects are taken as before, but for those that `refusal` has an answer to.
+    void refuseLists(Refusal refusal) {
+        script.on[OperationCode::SendObjectPropList] = [accept = script.on[OperationCode::SendObjectPropList],
+                                                        refusal = std::move(refusal)](const ParameterContainer& command,
+                                                                                      const Bytes& data) {
+            std::vector<ObjectPropElement> list;
+            EXPECT_TRUE(decode(data, list));
+            const std::optional<Answer> refused = refusal(command, list);
+            return refused ? *refused : accept(command, data);
+        };
+    }
     void takeObject() {
         script.on[OperationCode::SendObject] = [this](const ParameterContainer&, const Bytes& data) {
             stored = data;
@@ -151,12 +164,9 @@ TEST_F(SessionTransfer, TheEndIsReportedOnceAlsoWhenThereIsNothingOrAnEvenNumber
 
 TEST_F(SessionTransfer, APropertyThatIsNotTakenDoesNotKeepTheFileAway) {
     newerWay();
-    const auto accept = script.on[OperationCode::SendObjectPropList];
-    script.on[OperationCode::SendObjectPropList] = [&](const ParameterContainer& command, const Bytes& data) {
-        std::vector<ObjectPropElement> list;
-        EXPECT_TRUE(decode(data, list));
-        return list.size() > 1 ? Answer{ResponseCode::InvalidObjectPropValue, {}, {}} : accept(command, data);
-    };
+    refuseLists([](const auto&, const auto& list) {
+        return list.size() > 1 ? std::optional(Answer{ResponseCode::InvalidObjectPropValue, {}, {}}) : std::nullopt;
+    });
     Bytes set;
     script.on[OperationCode::SetObjectPropValue] = [&set](const ParameterContainer&, const Bytes& data) {
         set = data;
@@ -194,12 +204,10 @@ TEST_F(SessionTransfer, ListsThatAreRefusedAreRememberedAndASmallFileTakesThreeO
         SCOPED_TRACE(each.what);
         olderWay();
         newerWay();
-        const auto accept = script.on[OperationCode::SendObjectPropList];
-        script.on[OperationCode::SendObjectPropList] = [&](const ParameterContainer& command, const Bytes& data) {
-            std::vector<ObjectPropElement> list;
-            EXPECT_TRUE(decode(data, list));
-            return each.takes(list) ? accept(command, data) : Answer{ResponseCode::InvalidDataset, each.place, {}};
-        };
+        refuseLists([&](const auto&, const auto& list) {
+            return each.takes(list) ? std::nullopt
+                                    : std::optional(Answer{ResponseCode::InvalidDataset, each.place, {}});
+        });
         script.on[OperationCode::SetObjectPropValue] = [](const ParameterContainer&, const Bytes&) {
             return Answer{ResponseCode::InvalidObjectPropCode, {}, {}};
         };
@@ -218,17 +226,14 @@ TEST_F(SessionTransfer, ListsThatAreRefusedAreRememberedAndASmallFileTakesThreeO
 TEST_F(SessionTransfer, WhatIsRefusedOfOneFileIsNotKeptFromTheNext) {
     olderWay();
     newerWay();
-    const auto accept = script.on[OperationCode::SendObjectPropList];
-    script.on[OperationCode::SendObjectPropList] = [&](const ParameterContainer& command, const Bytes& data) {
-        std::vector<ObjectPropElement> list;
-        EXPECT_TRUE(decode(data, list));
+    refuseLists([](const ParameterContainer& command, const auto& list) -> std::optional<Answer> {
         if (command.parameters[2] != raw(FormatCode::MP3)) {
             return Answer{ResponseCode::SpecificationByFormatUnsupported, {}, {}};
         }
         const bool isLong =
             std::ranges::any_of(list, [](const auto& each) { return each.value.asText() == u"too long"; });
-        return isLong ? Answer{ResponseCode::InvalidObjectPropValue, {0, 0, 0, 1}, {}} : accept(command, data);
-    };
+        return isLong ? std::optional(Answer{ResponseCode::InvalidObjectPropValue, {0, 0, 0, 1}, {}}) : std::nullopt;
+    });
     script.on[OperationCode::SetObjectPropValue] = [](const ParameterContainer&, const Bytes&) {
         return Answer{ResponseCode::InvalidObjectPropValue, {}, {}};
     };
@@ -253,12 +258,9 @@ TEST_F(SessionTransfer, WhatIsRefusedOfOneFileIsNotKeptFromTheNext) {
 TEST_F(SessionTransfer, MetadataIsWrittenToTheObjectThatItBecame) {
     newerWay();
     keptHandle = 60;
-    const auto accept = script.on[OperationCode::SendObjectPropList];
-    script.on[OperationCode::SendObjectPropList] = [&](const ParameterContainer& command, const Bytes& data) {
-        std::vector<ObjectPropElement> list;
-        EXPECT_TRUE(decode(data, list));
-        return list.size() > 1 ? Answer{ResponseCode::InvalidObjectPropValue, {}, {}} : accept(command, data);
-    };
+    refuseLists([](const auto&, const auto& list) {
+        return list.size() > 1 ? std::optional(Answer{ResponseCode::InvalidObjectPropValue, {}, {}}) : std::nullopt;
+    });
     std::vector<std::uint32_t> written;
     script.on[OperationCode::SetObjectPropValue] = [&](const ParameterContainer& command, const Bytes&) {
         written.push_back(command.parameters[0]);
