@@ -10,6 +10,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,6 +19,10 @@
 #include <vector>
 
 namespace mtpsdk {
+
+// What a command says in place of a number of levels, and of one object.
+constexpr std::uint32_t everyDepth = std::numeric_limits<std::uint32_t>::max();
+constexpr Handle allObjects = 0xFFFFFFFF;
 
 /// The data phase that a responder gives: a dataset, or a part of a file.
 struct OutgoingData {

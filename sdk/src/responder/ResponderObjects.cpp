@@ -6,13 +6,6 @@
 
 namespace mtpsdk {
 
-namespace {
-
-constexpr std::uint32_t everyDepth = std::numeric_limits<std::uint32_t>::max();
-constexpr Handle allObjects = 0xFFFFFFFF;
-
-} // namespace
-
 /// The objects that a storage, a parent and a format pick in the handle operations: parent 0 means anywhere, 0xFFFFFFFF
 /// the root. false when the operation has failed.
 bool Responder::Implementation::visitObjects(std::uint32_t storageId, std::uint32_t parent, FormatCode format,

@@ -5,14 +5,11 @@
 #include "store/StoreNames.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace mtpsdk {
 
 namespace {
 
-constexpr std::uint32_t everyDepth = std::numeric_limits<std::uint32_t>::max();
-constexpr Handle allObjects = 0xFFFFFFFF;
 /// The longest description that is kept, in UTF-16 units.
 constexpr std::uint32_t longestText = 0x7000;
 
